@@ -1,0 +1,63 @@
+#pragma once
+// The command-line front end: option parsing, shared helpers and one function per command. Runs on the
+// main thread of a QCoreApplication, which plays the user-interface thread for the workers.
+
+#include <QHash>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+
+#include "app/settings.h"
+
+namespace tembrix {
+class TDataModule1;
+}
+
+namespace tembrix::cli {
+
+// Exit status: success; the job ran but some files or rows failed; usage, configuration or connection.
+constexpr int kExitOk = 0;
+constexpr int kExitPartial = 1;
+constexpr int kExitUsage = 2;
+
+// Parsed arguments of one command (after the command name).
+struct Options {
+    QStringList positional;
+    QHash<QString, QString> values;  // "--name value" options, by name without dashes
+    QSet<QString> flags;             // "--flag" options, by name without dashes
+    QString error;                   // non-empty when the arguments do not parse
+
+    bool Has(const QString& flag) const { return flags.contains(flag); }
+    QString Value(const QString& name, const QString& fallback = {}) const {
+        return values.value(name, fallback);
+    }
+};
+
+// Parses `args`: names in `valueOptions` take the next argument, names in `flagOptions` stand alone;
+// anything else starting with "--" is an error; the rest is positional. "--" ends the options.
+Options Parse(const QStringList& args, const QStringList& valueOptions, const QStringList& flagOptions);
+
+// Lines to standard output / standard error, UTF-8.
+void Out(const QString& line);
+void Err(const QString& line);
+
+// The desktop program's settings, read (never written) from its INI file beside the `tembrix` executable
+// of this program's folder, or from the fall-back folder.
+Settings DesktopSettings();
+
+// Connects the store to --db (or the settings' database). Prints the reason and returns false when there
+// is no database or the connection fails; with `mustHaveTable` also when the file has no table Data.
+bool ConnectDatabase(TDataModule1& store, const Options& options, bool mustHaveTable = true);
+
+// Dispatches arguments[1] to its command. Returns the exit status.
+int Run(const QStringList& arguments);
+
+// The commands. `args` are the arguments after the command name.
+int CmdEnvelope(const QStringList& args);
+int CmdCreate(const QStringList& args);
+int CmdList(const QStringList& args);
+int CmdShow(const QStringList& args);
+int CmdClear(const QStringList& args);
+int CmdVacuum(const QStringList& args);
+
+}  // namespace tembrix::cli

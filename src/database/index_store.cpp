@@ -1,0 +1,368 @@
+#include "database/index_store.h"
+
+#include <sqlite3.h>
+
+#include <QtEndian>
+#include <cstring>
+
+#include "app/user_messages.h"
+#include "indexing/logs.h"
+
+namespace tembrix {
+
+namespace {
+
+constexpr char kInsertWithIndexSql[] =
+    "INSERT INTO data (source_size, sha2, md5, duration, source_path, source_file_name, extension, type, "
+    "audio_track, all_tracks, created, info, index_size, index_data) values(:SOURCESIZE, :SHA2, :MD5, "
+    ":DURATION, :SOURCEPATH, :SOURCEFILENAME, :EXTENSION, :TYPE, :AUDIOTRACK, :ALLTRACKS, :CREATED, :INFO, "
+    ":INDEXSIZE, :INDEXDATA)";
+constexpr char kInsertSql[] =
+    "INSERT INTO data (source_size, sha2, md5, duration, source_path, source_file_name, extension, type, "
+    "audio_track, all_tracks, created, info, index_size) values(:SOURCESIZE, :SHA2, :MD5, :DURATION, "
+    ":SOURCEPATH, :SOURCEFILENAME, :EXTENSION, :TYPE, :AUDIOTRACK, :ALLTRACKS, :CREATED, :INFO, :INDEXSIZE)";
+constexpr char kFindTrackSql[] =
+    "SELECT id FROM data WHERE md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK";
+constexpr char kFindPathSql[] = "SELECT id FROM data WHERE source_path = :SOURCEPATH";
+constexpr char kListTracksSql[] =
+    "SELECT id, source_file_name, audio_track, all_tracks FROM data ORDER BY source_file_name";
+constexpr char kGetRecordSql[] = "SELECT * FROM data WHERE id=:ID";
+constexpr char kDeleteFileSql[] = "DELETE FROM data where md5 = :MD5 AND source_size = :SOURCESIZE";
+constexpr char kDeleteTrackSql[] =
+    "DELETE FROM data where md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK";
+constexpr char kDeleteByIdSql[] = "DELETE FROM data where id = :ID";
+
+// The thirteen value parameters of both inserts, in their binding order.
+void BindRecord(SqliteStatement& q, const IndexRecord& r) {
+    q.Bind(":SOURCESIZE", r.source_size);
+    q.Bind(":SHA2", r.sha2);
+    q.Bind(":MD5", r.md5);
+    q.BindInt(":DURATION", r.duration);
+    q.Bind(":SOURCEPATH", r.source_path);
+    q.Bind(":SOURCEFILENAME", r.source_file_name);
+    q.Bind(":EXTENSION", r.extension);
+    q.Bind(":TYPE", r.type);
+    q.BindInt(":AUDIOTRACK", r.audio_track);
+    q.BindInt(":ALLTRACKS", r.all_tracks);
+    q.Bind(":CREATED", r.created);
+    q.Bind(":INFO", r.info);
+    // Bound as decimal text on purpose; the column's INTEGER affinity stores a number.
+    q.Bind(":INDEXSIZE", QString::asprintf("%i", r.index_size));
+}
+
+}  // namespace
+
+bool ReadRecordColumns(const SqliteStatement& q, IndexRecord& r, bool probeIndexFileName) {
+    r.source_size = q.Int64(q.Column("source_size"));
+    r.sha2 = q.Text(q.Column("sha2"));
+    r.md5 = q.Text(q.Column("md5"));
+    r.duration = static_cast<int32_t>(q.Int64(q.Column("duration")));
+    r.source_path = q.Text(q.Column("source_path"));
+    r.source_file_name = q.Text(q.Column("source_file_name"));
+    r.extension = q.Text(q.Column("extension"));
+    r.type = q.Text(q.Column("type"));
+    r.audio_track = static_cast<int32_t>(q.Int64(q.Column("audio_track")));
+    r.all_tracks = static_cast<int32_t>(q.Int64(q.Column("all_tracks")));
+    r.created = q.Text(q.Column("created"));
+    r.info = q.Text(q.Column("info"));
+    if (probeIndexFileName) {
+        const int column = q.Column("index_file_name");
+        if (column < 0) {
+            return false;
+        }
+        r.index_file_name = q.Text(column);
+    }
+    r.index_size = static_cast<int32_t>(q.Int64(q.Column("index_size")));
+    return true;
+}
+
+bool ReadEnvelopeColumn(const SqliteStatement& q, int32_t indexSize, std::vector<uint16_t>& envelope,
+                        int32_t& count) {
+    const int column = q.Column("index_data");
+    if (column < 0 || indexSize < 0) {
+        return false;
+    }
+    count = indexSize / 2;
+    envelope.assign(static_cast<size_t>(count), 0);
+    const auto* data = static_cast<const char*>(q.BlobData(column));
+    const int64_t available = q.BlobBytes(column);
+    // Exactly index_size bytes are asked for; a shorter blob leaves the rest of the array zero.
+    const int64_t bytes = std::min<int64_t>(available, static_cast<int64_t>(count) * 2);
+    for (int64_t k = 0; k < bytes / 2; ++k) {
+        envelope[static_cast<size_t>(k)] = qFromLittleEndian<uint16_t>(data + 2 * k);
+    }
+    return true;
+}
+
+bool TDataModule1::Connect(const QString& path) {
+    if (!m_connection.Open(path)) {
+        m_path.clear();
+        Messages().ShowMessage(QStringLiteral("Ошибка подключения к базе данных!"));
+        return false;
+    }
+    m_path = path;
+    if (m_connection.HasTable(QStringLiteral("Data"))) {
+        // Databases made before the look-up indexes existed get them now; a read-only file keeps none.
+        m_connection.Exec(kCreateTrackIndexSql);
+        m_connection.Exec(kCreatePathIndexSql);
+    }
+    return true;
+}
+
+bool TDataModule1::Disconnect() {
+    if (!m_connection.IsOpen()) {
+        return false;
+    }
+    m_connection.Close();
+    m_path.clear();
+    return true;
+}
+
+bool TDataModule1::IsConnected() const {
+    return m_connection.IsOpen();
+}
+
+bool TDataModule1::CreateTable() {
+    if (!m_connection.Exec(kCreateTableSql)) {
+        Messages().ShowMessage(QStringLiteral("Ошибка создания таблицы!"));
+        return false;
+    }
+    m_connection.Exec(kCreateTrackIndexSql);
+    m_connection.Exec(kCreatePathIndexSql);
+    return true;
+}
+
+bool TDataModule1::ClearTable() {
+    if (!m_connection.Exec("DELETE FROM Data;")) {
+        Messages().ShowMessage(QStringLiteral("Ошибка очистки таблицы!"));
+        return false;
+    }
+    return true;
+}
+
+int TDataModule1::InsertRecord(const IndexRecord& record) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    SqliteStatement q(Handle(), kInsertSql);
+    BindRecord(q, record);
+    if (!q.Run()) {
+        WriteStoreLog(QStringLiteral("Query insert error!"));
+        return kFailed;
+    }
+    return kOk;
+}
+
+int TDataModule1::InsertRecordWithIndex(const IndexRecord& record, const void* envelopeBytes) {
+    const int found = FindTrack(record.md5, record.source_size, record.audio_track);
+    if (found != kDuplicate) {
+        return found < 0 ? found : kDuplicate;
+    }
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    SqliteStatement q(Handle(), kInsertWithIndexSql);
+    BindRecord(q, record);
+    if (record.index_size > 0 && envelopeBytes == nullptr) {
+        WriteStoreLog(QStringLiteral("Query insert error!"));
+        return kFailed;
+    }
+    q.BindBlob(":INDEXDATA", envelopeBytes, record.index_size);
+    if (!q.Run()) {
+        WriteStoreLog(QStringLiteral("Query insert error!"));
+        return kFailed;
+    }
+    return kOk;
+}
+
+int TDataModule1::FindTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    SqliteStatement q(Handle(), kFindTrackSql);
+    q.Bind(":MD5", md5);
+    q.Bind(":SOURCESIZE", sourceSize);
+    q.BindInt(":AUDIOTRACK", audioTrack);
+    if (q.Next()) {
+        return static_cast<int32_t>(q.Int64(0));
+    }
+    return q.Failed() ? kFailed : kDuplicate;
+}
+
+int TDataModule1::FindPath(const IndexRecord& record) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    SqliteStatement q(Handle(), kFindPathSql);
+    q.Bind(":SOURCEPATH", record.source_path);
+    if (q.Next()) {
+        return 1;
+    }
+    return q.Failed() ? kFailed : 0;
+}
+
+bool TDataModule1::ExecGuarded(const char* sql) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    SqliteStatement q(Handle(), sql);
+    q.Run();  // failures are swallowed: the result only speaks of the flag
+    return true;
+}
+
+bool TDataModule1::Vacuum() {
+    return ExecGuarded("VACUUM");
+}
+
+bool TDataModule1::Commit() {
+    return ExecGuarded("COMMIT");
+}
+
+int64_t TDataModule1::QueryScalar(const QString& sql) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return 0;
+    }
+    SqliteStatement q(Handle(), sql);
+    if (!q.Next()) {
+        return 0;
+    }
+    return q.Int64(q.Column("res"));
+}
+
+bool TDataModule1::QueryPairs(const QString& sql, QStringList& params, QStringList& values) {
+    params.clear();
+    values.clear();
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    SqliteStatement q(Handle(), sql);
+    const int par = q.Column("par");
+    const int val = q.Column("val");
+    if (q.Ok() && (par < 0 || val < 0)) {
+        return false;
+    }
+    while (q.Next()) {
+        params.append(q.Text(par));
+        values.append(QString::number(q.Int64(val)));
+    }
+    return q.Ok();
+}
+
+bool TDataModule1::ListTracks(QStringList& names, QStringList& ids) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    SqliteStatement q(Handle(), kListTracksSql);
+    while (q.Next()) {
+        const auto id = static_cast<int32_t>(q.Int64(0));
+        QString name = q.Text(1);
+        const auto track = static_cast<int32_t>(q.Int64(2));
+        if (q.Int64(3) >= 2) {
+            name += QStringLiteral(" [") + QString::number(track + 1) + u']';
+        }
+        ids.append(QString::number(id));
+        names.append(name);
+    }
+    return q.Ok();
+}
+
+bool TDataModule1::GetRecord(int32_t id, IndexRecord& record) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    SqliteStatement q(Handle(), kGetRecordSql);
+    q.BindInt(":ID", id);
+    if (!q.Next()) {
+        return q.Ok();
+    }
+    return ReadRecordColumns(q, record, true);
+}
+
+bool TDataModule1::GetRecordWithIndex(int32_t id, IndexRecord& record, std::vector<uint16_t>& envelope,
+                                      int32_t& count) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    SqliteStatement q(Handle(), kGetRecordSql);
+    q.BindInt(":ID", id);
+    if (!q.Next()) {
+        return q.Ok();
+    }
+    ReadRecordColumns(q, record, false);
+    return ReadEnvelopeColumn(q, record.index_size, envelope, count);
+}
+
+bool TDataModule1::DeleteFile(const QString& md5, int64_t sourceSize) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    SqliteStatement q(Handle(), kDeleteFileSql);
+    q.Bind(":MD5", md5);
+    q.Bind(":SOURCESIZE", sourceSize);
+    q.Run();
+    return true;
+}
+
+int TDataModule1::DeleteTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    SqliteStatement q(Handle(), kDeleteTrackSql);
+    q.Bind(":MD5", md5);
+    q.Bind(":SOURCESIZE", sourceSize);
+    q.BindInt(":AUDIOTRACK", audioTrack);
+    return q.Run() ? kOk : kFailed;
+}
+
+int TDataModule1::DeleteById(int32_t id) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    SqliteStatement q(Handle(), kDeleteByIdSql);
+    q.BindInt(":ID", id);
+    return q.Run() ? kOk : kFailed;
+}
+
+bool TDataModule1::BeginTransaction() {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec("BEGIN");
+}
+
+bool TDataModule1::CommitTransaction() {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec("COMMIT");
+}
+
+bool TDataModule1::Savepoint(const char* name) {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec(QStringLiteral("SAVEPOINT %1").arg(QLatin1String(name)));
+}
+
+bool TDataModule1::ReleaseSavepoint(const char* name) {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec(QStringLiteral("RELEASE SAVEPOINT %1").arg(QLatin1String(name)));
+}
+
+bool TDataModule1::RollbackToSavepoint(const char* name) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return false;
+    }
+    const QString n = QLatin1String(name);
+    return m_connection.Exec(QStringLiteral("ROLLBACK TO SAVEPOINT %1; RELEASE SAVEPOINT %1").arg(n));
+}
+
+}  // namespace tembrix

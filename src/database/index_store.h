@@ -1,0 +1,107 @@
+#pragma once
+// TDataModule1, the index store: the single owner of the connection to the main index database. Every
+// other part reads and writes table Data only through these operations. Each operation prepares, runs
+// and finalises its own statement; row operations are serialised by the store's busy flag and may be
+// called from any thread (the user-interface thread and the import worker). Connect, Disconnect,
+// CreateTable and ClearTable work on the connection directly and belong to the user-interface thread.
+//
+// Result codes: 0 success, -1 statement failed, -2 store busy, -3 duplicate (insert) or no such track
+// (FindTrack). User messages go through Messages(); insert failures go to my.log.
+
+#include <QString>
+#include <QStringList>
+#include <vector>
+
+#include "database/busy_flag.h"
+#include "database/index_record.h"
+#include "database/sqlite.h"
+
+namespace tembrix {
+
+class TDataModule1 {
+public:
+    static constexpr int kOk = 0;
+    static constexpr int kFailed = -1;
+    static constexpr int kBusy = -2;
+    static constexpr int kDuplicate = -3;  // also "no such track" from FindTrack
+
+    TDataModule1() = default;
+    TDataModule1(const TDataModule1&) = delete;
+    TDataModule1& operator=(const TDataModule1&) = delete;
+
+    // Opens the database file (an empty database is created when missing). False after the message
+    // "Ошибка подключения к базе данных!". Adds the look-up indexes when the table exists.
+    bool Connect(const QString& path);
+    // True if a connection was open and has been closed.
+    bool Disconnect();
+    bool IsConnected() const;
+    // The path of the connected database ("" when none).
+    QString DatabasePath() const { return m_path; }
+
+    // The table (and its look-up indexes). False after "Ошибка создания таблицы!".
+    bool CreateTable();
+    // Deletes every row. False after "Ошибка очистки таблицы!".
+    bool ClearTable();
+
+    // A row without envelope (the blob column is then missing, so the insert fails its NOT NULL).
+    int InsertRecord(const IndexRecord& record);
+    // A row with `record.index_size` bytes of envelope from `envelopeBytes`; -3 when a row with the same
+    // md5, source_size and audio_track exists.
+    int InsertRecordWithIndex(const IndexRecord& record, const void* envelopeBytes);
+    // The id of the first row of that track; -3 none; -1 failure; -2 busy.
+    int FindTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
+    // 1 a row with record.source_path exists; 0 none; -1 failure; -2 busy.
+    int FindPath(const IndexRecord& record);
+    // False only when the store stays busy; statement failures are swallowed.
+    bool Vacuum();
+    bool Commit();
+    // The integer column `res` of the first row; 0 on busy or failure (and for NULL).
+    int64_t QueryScalar(const QString& sql);
+    // Columns `par` (text) and `val` (integer, as decimal text) of every row, both lists cleared first.
+    bool QueryPairs(const QString& sql, QStringList& params, QStringList& values);
+    // Display names and ids of every row ordered by source_file_name, appended (lists not cleared).
+    // A name gets " [track+1]" when the file has two or more tracks.
+    bool ListTracks(QStringList& names, QStringList& ids);
+    // Reads the row's columns up to `info`, then fails on the column index_file_name, which the table
+    // does not have: false, with the members before it filled. True when no row has that id.
+    bool GetRecord(int32_t id, IndexRecord& record);
+    // The row and its envelope values (index_size / 2 of them, replacing `envelope`). True when read or
+    // when no row has that id (then nothing is touched); false on busy or failure.
+    bool GetRecordWithIndex(int32_t id, IndexRecord& record, std::vector<uint16_t>& envelope, int32_t& count);
+    // Deletes every track of a file. False only when busy.
+    bool DeleteFile(const QString& md5, int64_t sourceSize);
+    // 0 deleted (also when nothing matched); -1 failure; -2 busy.
+    int DeleteTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
+    int DeleteById(int32_t id);
+
+    // Batched writing for the import: a transaction, and savepoints inside it. Each takes the busy flag.
+    bool BeginTransaction();
+    bool CommitTransaction();
+    bool Savepoint(const char* name);
+    bool ReleaseSavepoint(const char* name);
+    bool RollbackToSavepoint(const char* name);
+
+    // The raw connection, for the check worker, which runs its own read-only queries on it without the
+    // busy flag. Null when not connected.
+    sqlite3* Handle() const { return m_connection.Handle(); }
+    // The busy flag, for tests that hold it to exercise the busy results.
+    BusyFlag& Busy() { return m_busy; }
+
+private:
+    bool ExecGuarded(const char* sql);
+
+    SqliteConnection m_connection;
+    BusyFlag m_busy;
+    QString m_path;
+};
+
+// Reads one row's fields from a "SELECT * FROM data" statement positioned on a row (shared with the
+// import source). Stops before index_size when `probeIndexFileName` asks for the missing column, and then
+// returns false.
+bool ReadRecordColumns(const SqliteStatement& query, IndexRecord& record, bool probeIndexFileName);
+
+// Reads the envelope of a "SELECT * FROM data" row into `envelope` (index_size / 2 values).
+bool ReadEnvelopeColumn(const SqliteStatement& query, int32_t indexSize, std::vector<uint16_t>& envelope,
+                        int32_t& count);
+
+}  // namespace tembrix

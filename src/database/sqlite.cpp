@@ -1,0 +1,172 @@
+#include "database/sqlite.h"
+
+#include <sqlite3.h>
+
+namespace tembrix {
+
+bool SqliteConnection::Open(const QString& path) {
+    Close();
+    if (path.isEmpty()) {
+        return false;
+    }
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+    if (sqlite3_open_v2(path.toUtf8().constData(), &m_db, flags, nullptr) != SQLITE_OK) {
+        Close();
+        return false;
+    }
+    sqlite3_busy_timeout(m_db, 5000);
+    // SQLite opens lazily: read the schema now so that a file that is not a database fails here.
+    SqliteStatement probe(m_db, "SELECT count(*) FROM sqlite_master");
+    if (!probe.Ok() || !probe.Next()) {
+        Close();
+        return false;
+    }
+    return true;
+}
+
+void SqliteConnection::Close() {
+    if (m_db != nullptr) {
+        sqlite3_close_v2(m_db);
+        m_db = nullptr;
+    }
+}
+
+bool SqliteConnection::Exec(const char* sql) {
+    if (m_db == nullptr) {
+        return false;
+    }
+    return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+bool SqliteConnection::HasTable(const QString& name) {
+    if (m_db == nullptr) {
+        return false;
+    }
+    SqliteStatement q(m_db, "SELECT 1 FROM sqlite_master WHERE type='table' AND name=:NAME COLLATE NOCASE");
+    q.Bind(":NAME", name);
+    return q.Ok() && q.Next();
+}
+
+QString SqliteConnection::LastError() const {
+    return m_db != nullptr ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QString();
+}
+
+SqliteStatement::SqliteStatement(sqlite3* db, const char* sql) {
+    if (db == nullptr || sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(m_stmt);
+        m_stmt = nullptr;
+        m_failed = true;
+    }
+}
+
+SqliteStatement::SqliteStatement(sqlite3* db, const QString& sql)
+    : SqliteStatement(db, sql.toUtf8().constData()) {}
+
+SqliteStatement::~SqliteStatement() {
+    sqlite3_finalize(m_stmt);
+}
+
+namespace {
+int ParameterIndex(sqlite3_stmt* stmt, const char* name) {
+    return stmt != nullptr ? sqlite3_bind_parameter_index(stmt, name) : 0;
+}
+}  // namespace
+
+void SqliteStatement::Bind(const char* name, const QString& text) {
+    const int i = ParameterIndex(m_stmt, name);
+    const QByteArray utf8 = text.toUtf8();
+    if (i == 0 || sqlite3_bind_text(m_stmt, i, utf8.constData(), static_cast<int>(utf8.size()),
+                                    SQLITE_TRANSIENT) != SQLITE_OK) {
+        m_failed = true;
+    }
+}
+
+void SqliteStatement::Bind(const char* name, int64_t value) {
+    const int i = ParameterIndex(m_stmt, name);
+    if (i == 0 || sqlite3_bind_int64(m_stmt, i, value) != SQLITE_OK) {
+        m_failed = true;
+    }
+}
+
+void SqliteStatement::BindBlob(const char* name, const void* data, int64_t bytes) {
+    const int i = ParameterIndex(m_stmt, name);
+    // A zero-length blob is an empty value, never NULL.
+    static const char kEmpty = 0;
+    if (i == 0 || bytes < 0 ||
+        sqlite3_bind_blob64(m_stmt, i, bytes > 0 ? data : &kEmpty, static_cast<sqlite3_uint64>(bytes),
+                            SQLITE_STATIC) != SQLITE_OK) {
+        m_failed = true;
+    }
+}
+
+bool SqliteStatement::Next() {
+    if (m_stmt == nullptr || m_failed) {
+        return false;
+    }
+    const int rc = sqlite3_step(m_stmt);
+    if (rc == SQLITE_ROW) {
+        return true;
+    }
+    if (rc != SQLITE_DONE) {
+        m_failed = true;
+    }
+    return false;
+}
+
+bool SqliteStatement::Run() {
+    Next();
+    return Ok();
+}
+
+int SqliteStatement::Column(const char* name) const {
+    if (m_stmt == nullptr) {
+        return -1;
+    }
+    const int n = sqlite3_column_count(m_stmt);
+    for (int i = 0; i < n; ++i) {
+        if (sqlite3_stricmp(sqlite3_column_name(m_stmt, i), name) == 0) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+int64_t SqliteStatement::Int64(int column) const {
+    return column >= 0 ? sqlite3_column_int64(m_stmt, column) : 0;
+}
+
+QString SqliteStatement::Text(int column) const {
+    if (column < 0) {
+        return QString();
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, column));
+    const int bytes = sqlite3_column_bytes(m_stmt, column);
+    return text != nullptr ? QString::fromUtf8(text, bytes) : QString();
+}
+
+QByteArray SqliteStatement::Blob(int column) const {
+    if (column < 0) {
+        return QByteArray();
+    }
+    const void* data = sqlite3_column_blob(m_stmt, column);
+    const int bytes = sqlite3_column_bytes(m_stmt, column);
+    return data != nullptr ? QByteArray(static_cast<const char*>(data), bytes) : QByteArray();
+}
+
+int64_t SqliteStatement::BlobBytes(int column) const {
+    if (column < 0) {
+        return 0;
+    }
+    sqlite3_column_blob(m_stmt, column);
+    return sqlite3_column_bytes(m_stmt, column);
+}
+
+const void* SqliteStatement::BlobData(int column) const {
+    return column >= 0 ? sqlite3_column_blob(m_stmt, column) : nullptr;
+}
+
+bool SqliteStatement::IsNull(int column) const {
+    return column < 0 || sqlite3_column_type(m_stmt, column) == SQLITE_NULL;
+}
+
+}  // namespace tembrix

@@ -1,0 +1,81 @@
+#pragma once
+// A thin RAII layer over the SQLite C API: one connection, and statements that bind by parameter name
+// and read columns by name. Nothing here throws; every failure is a false or an invalid value.
+// A connection is opened in serialized mode, so its statements may be used from several threads
+// (each statement by one thread at a time).
+
+#include <QByteArray>
+#include <QString>
+#include <cstdint>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace tembrix {
+
+class SqliteConnection {
+public:
+    SqliteConnection() = default;
+    ~SqliteConnection() { Close(); }
+    SqliteConnection(const SqliteConnection&) = delete;
+    SqliteConnection& operator=(const SqliteConnection&) = delete;
+
+    // Opens (creating when missing) the database file, with a 5 s busy timeout, and confirms that the
+    // file really is an SQLite database by reading its schema. False (and closed) otherwise.
+    bool Open(const QString& path);
+    void Close();
+    bool IsOpen() const { return m_db != nullptr; }
+    sqlite3* Handle() const { return m_db; }
+
+    // Runs one or more statements without results. False on any error.
+    bool Exec(const char* sql);
+    bool Exec(const QString& sql) { return Exec(sql.toUtf8().constData()); }
+    // True when a table of that name exists (case-insensitive, as SQLite names are).
+    bool HasTable(const QString& name);
+    // The last error text of the connection.
+    QString LastError() const;
+
+private:
+    sqlite3* m_db = nullptr;
+};
+
+class SqliteStatement {
+public:
+    // Prepares `sql` on the connection; Ok() tells whether that worked.
+    SqliteStatement(sqlite3* db, const QString& sql);
+    SqliteStatement(sqlite3* db, const char* sql);
+    ~SqliteStatement();
+    SqliteStatement(const SqliteStatement&) = delete;
+    SqliteStatement& operator=(const SqliteStatement&) = delete;
+
+    bool Ok() const { return m_stmt != nullptr && !m_failed; }
+
+    // Binding by name (":NAME"). An unknown name marks the statement failed.
+    void Bind(const char* name, const QString& text);
+    void Bind(const char* name, int64_t value);
+    void BindInt(const char* name, int32_t value) { Bind(name, static_cast<int64_t>(value)); }
+    void BindBlob(const char* name, const void* data, int64_t bytes);
+
+    // Steps once: true while a row is available. After the last row (or an error) false; Failed() then
+    // tells an error from the end.
+    bool Next();
+    // Runs a statement that has no rows. True when it completed.
+    bool Run();
+    bool Failed() const { return m_failed; }
+
+    // Column index by name (-1 when absent).
+    int Column(const char* name) const;
+    bool HasColumn(const char* name) const { return Column(name) >= 0; }
+    int64_t Int64(int column) const;
+    QString Text(int column) const;
+    QByteArray Blob(int column) const;
+    int64_t BlobBytes(int column) const;
+    const void* BlobData(int column) const;
+    bool IsNull(int column) const;
+
+private:
+    sqlite3_stmt* m_stmt = nullptr;
+    bool m_failed = false;
+};
+
+}  // namespace tembrix

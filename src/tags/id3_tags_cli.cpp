@@ -1,0 +1,47 @@
+// id3-tags-cli: prints the tags of one media file as six lines for the indexing worker:
+//   Artist: …  Title: …  Album: …  Year: N  Track: N  Genre: …
+// Numbers are 0 and the genre "0" when absent. When the file cannot be read as a tagged media file the
+// single line "Couldn't process given file" is printed instead. Exit status 0 either way (the worker
+// judges the output, never the status), 2 on wrong usage.
+
+#include <taglib/fileref.h>
+#include <taglib/tag.h>
+#include <taglib/tstring.h>
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+std::string OneLine(const TagLib::String& value) {
+    std::string text = value.to8Bit(true);
+    for (char& c : text) {
+        if (c == '\r' || c == '\n') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: id3-tags-cli FILE\n");
+        return 2;
+    }
+    TagLib::FileRef file(argv[1], false);
+    if (file.isNull() || file.tag() == nullptr) {
+        std::printf("Couldn't process given file\n");
+        return 0;
+    }
+    const TagLib::Tag* tag = file.tag();
+    const std::string genre = OneLine(tag->genre());
+    std::printf("Artist: %s\n", OneLine(tag->artist()).c_str());
+    std::printf("Title: %s\n", OneLine(tag->title()).c_str());
+    std::printf("Album: %s\n", OneLine(tag->album()).c_str());
+    std::printf("Year: %u\n", tag->year());
+    std::printf("Track: %u\n", tag->track());
+    std::printf("Genre: %s\n", genre.empty() ? "0" : genre.c_str());
+    return 0;
+}

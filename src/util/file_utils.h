@@ -1,0 +1,45 @@
+#pragma once
+// File and folder helpers shared by the indexing worker, the queue, start-up and the database commands.
+// None of them throws or reports to the user: failures come back as a flag or an empty result, and the
+// callers word the messages. Safe on any thread.
+
+#include <QString>
+#include <QStringList>
+
+namespace tembrix {
+
+// Appends to `list` the full path (folder + separator + name) of every regular, non-hidden file in
+// `folder` whose name matches `mask` (wildcards, "*.*" and "*" match every name); then, when `recurse` is
+// set, for every subfolder (symbolic links to folders are not followed) appends its path when
+// `listFolders` is set and descends into it. Files of a folder come before its subfolders; names are
+// taken in the order the file system returns them.
+void FindFiles(const QString& folder, const QString& mask, bool recurse, bool listFolders, QStringList& list);
+
+// Deletes every file below `folder` (FindFiles with mask "*" and both flags set, each listed path deleted
+// as a file). Returns false when any deletion failed, folders in the list included (they cannot be
+// deleted as files); true otherwise, also for an empty folder. The folder tree stays standing.
+bool DeleteFilesBelow(const QString& folder);
+
+// Removes a folder with everything in it. True when the folder no longer exists afterwards.
+bool RemoveFolder(const QString& folder);
+
+// Size in bytes, or -1 when the file cannot be examined.
+qint64 FileSize(const QString& path);
+
+// True when a file "test.tmp" can be created (and is then deleted) in the folder.
+bool IsFolderWritable(const QString& folder);
+
+// True when the folder exists, creating it with all missing parents first.
+bool EnsureFolder(const QString& folder);
+
+// False when the file does not exist; otherwise whether it can be opened both for reading and for
+// appending (each handle closed at once; the file is not changed).
+bool IsFileReadWritable(const QString& path);
+
+// True when a regular file (not a folder) exists at the path.
+bool FileExists(const QString& path);
+
+// True when a folder exists at the path.
+bool FolderExists(const QString& path);
+
+}  // namespace tembrix
