@@ -13,3 +13,17 @@ void Synchronize(const std::function<void()>& function);
 bool OnMainThread();
 
 }  // namespace tembrix
+
+class QThread;
+
+namespace tembrix {
+
+// Waits on the main thread for `thread` to end without deadlocking: while waiting it delivers the calls
+// that the thread queued onto the main thread (a worker blocked in Synchronize would otherwise never
+// return). On another thread it is a plain wait. Does not request interruption itself.
+void JoinThread(QThread* thread);
+
+// Sleeps `milliseconds` on the main thread while still delivering queued calls from workers.
+void WaitDelivering(int milliseconds);
+
+}  // namespace tembrix
