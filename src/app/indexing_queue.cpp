@@ -1,0 +1,266 @@
+#include "app/indexing_queue.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QStringView>
+#include <algorithm>
+#include <iterator>
+
+#include "app/user_messages.h"
+#include "util/file_utils.h"
+#include "util/path_utils.h"
+#include "util/text_utils.h"
+
+namespace tembrix {
+
+namespace {
+
+// The lists are compared in this order; the comparison is exact, so capitals are not recognised.
+constexpr QLatin1StringView kAudioExtensions[] = {
+    QLatin1StringView(".wav"), QLatin1StringView(".mp3"),  QLatin1StringView(".ogg"),
+    QLatin1StringView(".aac"), QLatin1StringView(".flac"), QLatin1StringView(".aiff"),
+    QLatin1StringView(".m4a"), QLatin1StringView(".wma"),  QLatin1StringView(".opus"),
+    QLatin1StringView(".au"),  QLatin1StringView(".voc"),  QLatin1StringView(".snd"),
+};
+constexpr QLatin1StringView kVideoExtensions[] = {
+    QLatin1StringView(".mp4"),  QLatin1StringView(".mov"), QLatin1StringView(".mkv"),
+    QLatin1StringView(".m2ts"), QLatin1StringView(".avi"), QLatin1StringView(".wmv"),
+    QLatin1StringView(".webm"), QLatin1StringView(".mpg"), QLatin1StringView(".mpeg"),
+    QLatin1StringView(".ogv"),  QLatin1StringView(".asf"),
+};
+constexpr QLatin1StringView kDirectAudioExtensions[] = {
+    QLatin1StringView(".wav"), QLatin1StringView(".mp3"),  QLatin1StringView(".ogg"),
+    QLatin1StringView(".aac"), QLatin1StringView(".flac"), QLatin1StringView(".aiff"),
+    QLatin1StringView(".wma"), QLatin1StringView(".opus"), QLatin1StringView(".au"),
+    QLatin1StringView(".voc"), QLatin1StringView(".snd"),
+};
+constexpr QLatin1StringView kTagBearingExtensions[] = {
+    QLatin1StringView(".wav"), QLatin1StringView(".mp3"), QLatin1StringView(".aiff"),
+    QLatin1StringView(".m4a"), QLatin1StringView(".wma"), QLatin1StringView(".wmv"),
+    QLatin1StringView(".asf"),
+};
+constexpr QLatin1StringView kMultiTrackExtensions[] = {
+    QLatin1StringView(".mp4"),  QLatin1StringView(".mov"), QLatin1StringView(".mkv"),
+    QLatin1StringView(".m2ts"), QLatin1StringView(".wma"), QLatin1StringView(".wmv"),
+    QLatin1StringView(".asf"),
+};
+
+template <std::size_t N>
+bool InList(const QString& ext, const QLatin1StringView (&list)[N]) {
+    return std::any_of(std::begin(list), std::end(list),
+                       [&ext](QLatin1StringView candidate) { return ext == candidate; });
+}
+
+#ifdef Q_OS_WIN
+constexpr char kLineEnd[] = "\r\n";
+#else
+constexpr char kLineEnd[] = "\n";
+#endif
+
+constexpr char kUtf8Bom[] = "\xEF\xBB\xBF";
+
+}  // namespace
+
+QString MediaTypeOf(const QString& ext) {
+    if (InList(ext, kAudioExtensions)) {
+        return kTypeAudio;
+    }
+    if (InList(ext, kVideoExtensions)) {
+        return kTypeVideo;
+    }
+    return QString();
+}
+
+bool IsDirectAudio(const QString& ext) {
+    return InList(ext, kDirectAudioExtensions);
+}
+
+bool IsTagBearing(const QString& ext) {
+    return InList(ext, kTagBearingExtensions);
+}
+
+bool IsMultiTrack(const QString& ext) {
+    return InList(ext, kMultiTrackExtensions);
+}
+
+QString IndexingQueue::Classify(const QString& path) {
+    return MediaTypeOf(ExtensionOf(FileNameOf(path)));
+}
+
+bool IndexingQueue::AddFile(const QString& path) {
+    if (Contains(path)) {
+        return false;
+    }
+    const QString fileName = FileNameOf(path);
+    const QString type = MediaTypeOf(ExtensionOf(fileName));
+    if (type.isEmpty()) {
+        return false;
+    }
+    QueueEntry entry;
+    entry.path = path;
+    entry.name = NameWithoutExtension(fileName);
+    entry.type = type;
+    const qint64 size = FileSize(path);
+    entry.size = size > 0 ? static_cast<quint64>(size) : 0;
+    // A folder has no file date either: it is reported like a vanished file.
+    const QFileInfo info(path);
+    if (info.isFile()) {
+        entry.created = DateTimeText(info.lastModified());
+    }
+    const bool dateMissing = entry.created.isEmpty();
+    // Contains() above left the position index valid.
+    m_positions.insert(path, Count());
+    m_entries.push_back(std::move(entry));
+    if (dateMissing) {
+        Messages().ShowMessage(path);
+    }
+    return true;
+}
+
+bool IndexingQueue::Contains(const QString& path) const {
+    return IndexOf(path) >= 0;
+}
+
+void IndexingQueue::Clear() {
+    m_entries.clear();
+    m_positions.clear();
+    m_indexValid = true;
+}
+
+bool IndexingQueue::Delete(qsizetype index) {
+    if (index < 0 || index >= Count()) {
+        return false;
+    }
+    if (m_indexValid && index == Count() - 1) {
+        m_positions.remove(m_entries.back().path);
+    } else {
+        m_indexValid = false;
+    }
+    m_entries.erase(m_entries.begin() + index);
+    return true;
+}
+
+bool IndexingQueue::DeleteBefore(qsizetype index) {
+    if (index < 0 || index >= Count()) {
+        return false;
+    }
+    if (index > 0) {
+        m_entries.erase(m_entries.begin(), m_entries.begin() + index);
+        m_indexValid = false;
+    }
+    return true;
+}
+
+bool IndexingQueue::DeleteAfter(qsizetype index) {
+    if (index < 0 || index >= Count()) {
+        return false;
+    }
+    // The entries that stay keep their positions, so the index only loses the removed paths.
+    if (m_indexValid) {
+        for (auto it = m_entries.begin() + index + 1; it != m_entries.end(); ++it) {
+            m_positions.remove(it->path);
+        }
+    }
+    m_entries.erase(m_entries.begin() + index + 1, m_entries.end());
+    return true;
+}
+
+bool IndexingQueue::Save(const QString& file) const {
+    QByteArray bytes(kUtf8Bom);
+    for (const QueueEntry& entry : m_entries) {
+        bytes += entry.path.toUtf8();
+        bytes += kLineEnd;
+    }
+    QSaveFile out(file);
+    // A list in a folder we may not create files in can still be overwritten in place.
+    out.setDirectWriteFallback(true);
+    if (!out.open(QIODevice::WriteOnly)) {
+        return false;
+    }
+    if (out.write(bytes) != bytes.size()) {
+        out.cancelWriting();
+        return false;
+    }
+    return out.commit();
+}
+
+bool IndexingQueue::Open(const QString& file) {
+    QFile in(file);
+    if (!in.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    QByteArray bytes = in.readAll();
+    if (in.error() != QFileDevice::NoError) {
+        return false;
+    }
+    in.close();
+    if (bytes.startsWith(kUtf8Bom)) {
+        bytes.remove(0, 3);
+    }
+    const QString text = QString::fromUtf8(bytes);
+    Clear();
+    for (QStringView line : QStringView(text).tokenize(u'\n')) {
+        if (line.endsWith(u'\r')) {
+            line.chop(1);
+        }
+        if (!line.isEmpty()) {
+            AddFile(line.toString());
+        }
+    }
+    return true;
+}
+
+QString IndexingQueue::NextWithStatus(const QString& status) const {
+    for (const QueueEntry& entry : m_entries) {
+        if (entry.status == status) {
+            return entry.path;
+        }
+    }
+    return QString();
+}
+
+bool IndexingQueue::SetStatus(const QString& status, const QString& path) {
+    const qsizetype index = IndexOf(path);
+    if (index < 0) {
+        return false;
+    }
+    m_entries[static_cast<std::size_t>(index)].status = status;
+    return true;
+}
+
+QString IndexingQueue::StatusOf(const QString& path) const {
+    const qsizetype index = IndexOf(path);
+    return index < 0 ? QString() : m_entries[static_cast<std::size_t>(index)].status;
+}
+
+int IndexingQueue::CountWithStatus(const QString& status) const {
+    return static_cast<int>(std::count_if(m_entries.begin(), m_entries.end(),
+                                          [&status](const QueueEntry& e) { return e.status == status; }));
+}
+
+const QueueEntry& IndexingQueue::At(qsizetype index) const {
+    static const QueueEntry kNoEntry;
+    if (index < 0 || index >= Count()) {
+        return kNoEntry;
+    }
+    return m_entries[static_cast<std::size_t>(index)];
+}
+
+qsizetype IndexingQueue::IndexOf(const QString& path) const {
+    if (!m_indexValid) {
+        RebuildIndex();
+    }
+    return m_positions.value(path, -1);
+}
+
+void IndexingQueue::RebuildIndex() const {
+    m_positions.clear();
+    m_positions.reserve(Count());
+    for (qsizetype i = 0; i < Count(); ++i) {
+        m_positions.insert(m_entries[static_cast<std::size_t>(i)].path, i);
+    }
+    m_indexValid = true;
+}
+
+}  // namespace tembrix
