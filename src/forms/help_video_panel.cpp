@@ -1,0 +1,238 @@
+#include "forms/help_video_panel.h"
+
+#include <QFileInfo>
+#include <QMap>
+#include <QMouseEvent>
+#include <QPainter>
+#include <algorithm>
+
+#include "app/user_messages.h"
+#include "indexing/logs.h"
+#include "util/file_utils.h"
+#include "util/path_utils.h"
+
+namespace tembrix {
+namespace {
+
+std::vector<HelpVideoPanel*>& Registry() {
+    static std::vector<HelpVideoPanel*> panels;
+    return panels;
+}
+
+HelpClipPlayerFactory& Factory() {
+    static HelpClipPlayerFactory factory;
+    return factory;
+}
+
+// Pictures loaded by LoadCovers, by clip number, for panels created afterwards.
+QMap<int, QPixmap>& CoverCache() {
+    static QMap<int, QPixmap> covers;
+    return covers;
+}
+
+std::unique_ptr<HelpClipPlayer> MakePlayer() {
+    if (Factory()) {
+        return Factory()();
+    }
+    return std::make_unique<QtHelpClipPlayer>();
+}
+
+}  // namespace
+
+HelpVideoPanel::HelpVideoPanel(int clipNumber, const QString& programDir, QWidget* parent)
+    : QWidget(parent), m_clipNumber(clipNumber), m_programDir(programDir) {
+    setObjectName(QStringLiteral("PanelVideo"));
+    setToolTip(QStringLiteral("Кликните мышкой чтобы начать или остановить воспроизведение"));
+    setCursor(Qt::PointingHandCursor);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    const auto cached = CoverCache().constFind(clipNumber);
+    if (cached != CoverCache().constEnd()) {
+        m_cover = *cached;
+    }
+    Registry().push_back(this);
+}
+
+HelpVideoPanel::~HelpVideoPanel() {
+    auto& panels = Registry();
+    panels.erase(std::remove(panels.begin(), panels.end(), this), panels.end());
+}
+
+QString HelpVideoPanel::ClipPath() const {
+    return JoinPath(JoinPath(m_programDir, QStringLiteral("content")),
+                    QString::number(m_clipNumber) + QStringLiteral(".mpg"));
+}
+
+HelpClipPlayer::Mode HelpVideoPanel::Mode() const {
+    return m_player ? m_player->CurrentMode() : HelpClipPlayer::Mode::NotOpen;
+}
+
+void HelpVideoPanel::SetCover(const QPixmap& cover) {
+    m_cover = cover;
+    update();
+}
+
+void HelpVideoPanel::PanelVideoClick() {
+    m_coverShown = false;
+    update();
+    if (!m_player) {
+        m_player = MakePlayer();
+        m_player->onFrame = [this](const QImage& frame) {
+            m_frame = frame;
+            update();
+        };
+        m_player->onError = [this](const QString&) {
+            // The backend gave up after the clip was opened: unload it, so the next click tries anew.
+            if (m_player && m_player->CurrentMode() != HelpClipPlayer::Mode::NotOpen) {
+                m_player->Close();
+                ShowInitError();
+            }
+        };
+    }
+    const HelpClipPlayer::Mode mode = m_player->CurrentMode();
+    if (mode == HelpClipPlayer::Mode::Playing) {
+        m_player->Pause();
+        return;
+    }
+    if (mode == HelpClipPlayer::Mode::Paused || mode == HelpClipPlayer::Mode::Stopped) {
+        m_player->Play();
+        return;
+    }
+    ProgramLog(QStringLiteral("MediaPlayer %1.mpg").arg(m_clipNumber));
+    for (HelpVideoPanel* other : std::vector<HelpVideoPanel*>(Registry())) {
+        if (other != this) {
+            other->Unload();
+        }
+    }
+    m_fileName = ClipPath();
+    m_frame = QImage();
+    if (!FileExists(m_fileName)) {
+        Messages().ShowMessage(m_fileName);
+        return;
+    }
+    if (!m_player->Open(m_fileName)) {
+        ShowInitError();
+        return;
+    }
+    m_player->Play();
+}
+
+void HelpVideoPanel::PanelVideoDblClick() {
+    const HelpClipPlayer::Mode mode = Mode();
+    if (mode == HelpClipPlayer::Mode::Stopped || mode == HelpClipPlayer::Mode::Paused) {
+        m_player->Rewind();
+        m_player->Play();
+    }
+}
+
+void HelpVideoPanel::CloseClip() {
+    if (m_fileName.isEmpty()) {
+        return;
+    }
+    if (m_player) {
+        m_player->Stop();
+        m_player->Close();
+    }
+    m_fileName.clear();
+    m_frame = QImage();
+    m_coverShown = true;
+    update();
+}
+
+void HelpVideoPanel::Unload() {
+    if (m_player && m_player->CurrentMode() == HelpClipPlayer::Mode::Playing) {
+        m_player->Stop();
+    }
+    const HelpClipPlayer::Mode mode = Mode();
+    if (mode == HelpClipPlayer::Mode::Playing) {
+        return;  // a player that would not stop is left alone
+    }
+    if (m_player) {
+        m_player->Close();
+    }
+    m_fileName.clear();
+    m_frame = QImage();
+    m_coverShown = true;
+    update();
+}
+
+void HelpVideoPanel::ShowInitError() {
+    Messages().ShowMessage(QStringLiteral("Ошибка инициализации: ") + m_fileName);
+}
+
+void HelpVideoPanel::StopAll() {
+    for (HelpVideoPanel* panel : std::vector<HelpVideoPanel*>(Registry())) {
+        panel->Unload();
+    }
+}
+
+const std::vector<HelpVideoPanel*>& HelpVideoPanel::Panels() {
+    return Registry();
+}
+
+void HelpVideoPanel::LoadCovers(const QString& programDir, const QList<int>& clipNumbers) {
+    for (int clip : clipNumbers) {
+        const QString path = JoinPath(JoinPath(programDir, QStringLiteral("content")),
+                                      QString::number(clip) + QStringLiteral(".jpg"));
+        QPixmap picture;
+        if (!picture.load(path)) {
+            continue;
+        }
+        CoverCache().insert(clip, picture);
+        for (HelpVideoPanel* panel : Registry()) {
+            if (panel->m_clipNumber == clip) {
+                panel->SetCover(picture);
+            }
+        }
+    }
+}
+
+HelpClipPlayerFactory HelpVideoPanel::SetPlayerFactory(HelpClipPlayerFactory factory) {
+    HelpClipPlayerFactory previous = std::move(Factory());
+    Factory() = std::move(factory);
+    return previous;
+}
+
+QSize HelpVideoPanel::sizeHint() const {
+    return {320, 180};
+}
+
+QSize HelpVideoPanel::minimumSizeHint() const {
+    return {160, 90};
+}
+
+void HelpVideoPanel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), QColor(0x20, 0x1e, 0x1c));
+    const QRect area = rect();
+    auto drawFitted = [&](const QSize& size, const auto& draw) {
+        if (size.isEmpty()) {
+            return;
+        }
+        const QSize fitted = size.scaled(area.size(), Qt::KeepAspectRatio);
+        const QRect target(QPoint(area.x() + (area.width() - fitted.width()) / 2,
+                                  area.y() + (area.height() - fitted.height()) / 2),
+                           fitted);
+        draw(target);
+    };
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    if (m_coverShown) {
+        drawFitted(m_cover.size(), [&](const QRect& target) { painter.drawPixmap(target, m_cover); });
+    } else if (!m_frame.isNull()) {
+        drawFitted(m_frame.size(), [&](const QRect& target) { painter.drawImage(target, m_frame); });
+    }
+}
+
+void HelpVideoPanel::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) {
+        PanelVideoClick();
+    }
+}
+
+void HelpVideoPanel::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) {
+        PanelVideoDblClick();
+    }
+}
+
+}  // namespace tembrix
