@@ -6,15 +6,23 @@
 namespace tembrix {
 
 bool BusyFlag::Acquire() {
-    for (int polls = 0;; ++polls) {
-        if (TryAcquire()) {
-            return true;
-        }
-        if (polls == 1000) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    if (m_waiters.load(std::memory_order_acquire) == 0 && TryAcquire()) {
+        return true;
     }
+    m_waiters.fetch_add(1, std::memory_order_acq_rel);
+    bool taken = false;
+    for (int polls = 0;; ++polls) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (TryAcquire()) {
+            taken = true;
+            break;
+        }
+        if (polls + 1 == 1000) {
+            break;
+        }
+    }
+    m_waiters.fetch_sub(1, std::memory_order_acq_rel);
+    return taken;
 }
 
 }  // namespace tembrix

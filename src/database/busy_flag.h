@@ -1,7 +1,9 @@
 #pragma once
 // The busy flag of a data module: serialises its row operations. An operation waits for the flag by
 // polling every 1 ms, at most 1000 times, and then gives up with its busy result. The flag is an atomic
-// test-and-set, so two threads can never both take it.
+// test-and-set, so two threads can never both take it. A caller that finds others already waiting joins
+// them instead of grabbing the flag the moment it is released, so a thread running operations back to
+// back cannot starve another one past its 1000 polls.
 
 #include <atomic>
 
@@ -18,6 +20,7 @@ public:
 
 private:
     std::atomic_flag m_flag;
+    std::atomic<int> m_waiters{0};
 };
 
 // Holds a BusyFlag for one scope. Ok() is false when it could not be taken.
