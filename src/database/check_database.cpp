@@ -1,0 +1,232 @@
+#include "database/check_database.h"
+
+#include <QList>
+#include <QPair>
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "database/index_store.h"
+#include "database/sqlite.h"
+#include "util/file_utils.h"
+#include "util/synchronize.h"
+
+namespace tembrix {
+
+namespace {
+
+constexpr char kCountSql[] = "SELECT count(*) AS RECORDS_COUNT FROM Data";
+constexpr char kDuplicatesSql[] =
+    "SELECT id, md5, COUNT(*) AS n FROM Data GROUP BY md5, source_size, audio_track HAVING n > 1";
+constexpr char kFieldsSql[] =
+    "SELECT id, source_size, sha2, md5, duration, source_path, source_file_name, extension, type, "
+    "audio_track, all_tracks, created, info, index_size FROM Data";
+constexpr char kSourcesSql[] = "SELECT id, source_path FROM Data";
+constexpr char kIndexSql[] = "SELECT id,index_size,index_data FROM Data";
+
+// "Id=<id>\t" with the id as a 32-bit number, as every report line begins.
+QString IdPrefix(int64_t id) {
+    return QString::asprintf("Id=%i\t", static_cast<int32_t>(id));
+}
+
+int32_t Int32(const SqliteStatement& q, int column) {
+    return static_cast<int32_t>(q.Int64(column));
+}
+
+// Number of 16-bit little-endian values among the first `bytes` / 2 whose top bit is set (negative as
+// signed numbers). Reads the bytes where they are; eight at a time.
+int64_t CountNegativeValues(const unsigned char* data, int64_t bytes) {
+    const int64_t values = bytes / 2;
+    int64_t count = 0;
+    int64_t k = 0;
+    // The top bit of a little-endian value is bit 7 of its second byte.
+    constexpr uint64_t kTopBits = 0x8000800080008000ULL;
+    for (; k + 4 <= values; k += 4) {
+        uint64_t word;
+        std::memcpy(&word, data + 2 * k, sizeof word);
+        if constexpr (std::endian::native == std::endian::big) {
+            word = __builtin_bswap64(word);
+        }
+        count += std::popcount(word & kTopBits);
+    }
+    for (; k < values; ++k) {
+        count += (data[2 * k + 1] & 0x80) != 0 ? 1 : 0;
+    }
+    return count;
+}
+
+}  // namespace
+
+CheckDatabase::CheckDatabase(TDataModule1& store, QObject* parent) : QThread(parent), m_store(store) {}
+
+CheckDatabase::~CheckDatabase() {
+    requestInterruption();
+    JoinThread(this);
+}
+
+void CheckDatabase::run() {
+    Execute();
+}
+
+void CheckDatabase::Line(const QString& line) {
+    if (onLine) {
+        Synchronize([&] { onLine(line); });
+    }
+}
+
+void CheckDatabase::Failure(const QString& error) {
+    if (onFailure) {
+        Synchronize([&] { onFailure(error); });
+    }
+}
+
+void CheckDatabase::Execute() {
+    progress = 0;
+    CountRecords();
+    progress = 20;
+    if (checkDuplicates && !FindDuplicates()) {
+        Failure(QStringLiteral("Ошибка поиска дубликатов!"));
+    }
+    progress = 40;
+    if (checkEmptyFields && !FindEmptyFields()) {
+        Failure(QStringLiteral("Ошибка поиска пустых полей!"));
+    }
+    progress = 60;
+    if (checkSourceFiles && !FindMissingSources()) {
+        Failure(QStringLiteral("Ошибка чтения списка файлов!"));
+    }
+    progress = 80;
+    if ((checkIndexValues || checkIndexSizes) && !CheckIndexData()) {
+        Failure(QStringLiteral("Ошибка чтения индексных данных!"));
+    }
+    progress = 100;
+    for (int slept = 0; slept < finishPauseMs && !Stopping(); slept += 10) {
+        QThread::msleep(10);
+    }
+    if (onFinish) {
+        Synchronize([&] { onFinish(); });
+    }
+}
+
+void CheckDatabase::CountRecords() {
+    // The number itself is not used: the step only shows that the table can be read.
+    SqliteStatement q(m_store.Handle(), kCountSql);
+    if (!q.Next() || q.Column("RECORDS_COUNT") < 0) {
+        Failure(QStringLiteral("Ошибка чтения количества записей!"));
+    }
+}
+
+bool CheckDatabase::FindDuplicates() {
+    SqliteStatement q(m_store.Handle(), kDuplicatesSql);
+    const int id = q.Column("id");
+    const int n = q.Column("n");
+    while (!Stopping() && q.Next()) {
+        Line(IdPrefix(q.Int64(id)) + QString::asprintf("Найдены  дубликаты (%i)", Int32(q, n)));
+    }
+    return q.Ok();
+}
+
+bool CheckDatabase::FindEmptyFields() {
+    SqliteStatement q(m_store.Handle(), kFieldsSql);
+    // Columns in the order of the statement; faulty ones are listed in this order too.
+    enum Col {
+        kId,
+        kSourceSize,
+        kSha2,
+        kMd5,
+        kDuration,
+        kSourcePath,
+        kSourceFileName,
+        kExtension,
+        kType,
+        kAudioTrack,
+        kAllTracks,
+        kCreated,
+        kInfo,
+        kIndexSize
+    };
+    while (!Stopping() && q.Next()) {
+        const int64_t id = q.Int64(kId);
+        const int32_t indexSize = Int32(q, kIndexSize);
+        QString faulty;
+        const auto emptyText = [&](int column, const char* name) {
+            if (q.Text(column).isEmpty()) {
+                faulty += QLatin1String(name) + QLatin1String(", ");
+            }
+        };
+        const auto belowOne = [&](int32_t value, const char* name) {
+            if (value < 1) {
+                faulty += QLatin1String(name) + QLatin1String(", ");
+            }
+        };
+        emptyText(kSourceSize, "source_size");
+        emptyText(kSha2, "sha2");
+        emptyText(kMd5, "md5");
+        belowOne(Int32(q, kDuration), "duration");
+        emptyText(kSourcePath, "source_path");
+        emptyText(kSourceFileName, "source_file_name");
+        emptyText(kExtension, "extension");
+        emptyText(kType, "type");
+        belowOne(Int32(q, kAllTracks), "all_tracks");
+        emptyText(kCreated, "created");
+        emptyText(kInfo, "info");
+        belowOne(indexSize, "index_size");
+        if (!faulty.isEmpty()) {
+            Line(IdPrefix(id) + QStringLiteral("Найдены пустые поля (") + faulty.chopped(2) + u')');
+        }
+        if (indexSize <= 1000) {
+            Line(IdPrefix(id) + QString::asprintf("Найдены короткие индексы (%i)", indexSize));
+        }
+    }
+    return q.Ok();
+}
+
+bool CheckDatabase::FindMissingSources() {
+    SqliteStatement q(m_store.Handle(), kSourcesSql);
+    // SQLite reads this statement in the order of the path look-up index; the findings are reported in
+    // the order of the table, as the other passes report theirs.
+    QList<QPair<int64_t, QString>> missing;
+    while (!Stopping() && q.Next()) {
+        const QString path = q.Text(1);
+        if (!FileExists(path)) {
+            missing.append({q.Int64(0), path});
+        }
+    }
+    std::stable_sort(missing.begin(), missing.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [id, path] : missing) {
+        Line(IdPrefix(id) + QStringLiteral("Исходный файл не найден: ") + path);
+    }
+    return q.Ok();
+}
+
+bool CheckDatabase::CheckIndexData() {
+    SqliteStatement q(m_store.Handle(), kIndexSql);
+    while (!Stopping() && q.Next()) {
+        const int64_t id = q.Int64(0);
+        const int32_t indexSize = Int32(q, 1);
+        // The blob is read once, where SQLite holds it; only one row's blob is in memory at a time.
+        const int64_t realSize = q.BlobBytes(2);
+        const auto* data = static_cast<const unsigned char*>(q.BlobData(2));
+        if (realSize != indexSize) {
+            Line(IdPrefix(id) +
+                 QString::asprintf(
+                     "Реальный размер индексных данных (%lli) отличен от значения поля index_size (%i)",
+                     static_cast<long long>(realSize), indexSize));
+        }
+        if (indexSize == 0) {
+            Line(IdPrefix(id) + QStringLiteral("Индексные данные отстутствуют!"));
+        } else if (indexSize <= 5999) {
+            Line(IdPrefix(id) + QString::asprintf("Размер индексных данных (%lli) менее минуты!",
+                                                  static_cast<long long>(realSize)));
+        }
+        const int64_t negative = data != nullptr ? CountNegativeValues(data, realSize) : 0;
+        if (negative > 0) {
+            Line(IdPrefix(id) + QString::asprintf("Обнаружено (%i) отрицательных значений огибающей!",
+                                                  static_cast<int32_t>(negative)));
+        }
+    }
+    return q.Ok();
+}
+
+}  // namespace tembrix

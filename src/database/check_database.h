@@ -1,0 +1,65 @@
+#pragma once
+// CheckDatabase, the database check worker: scans the main index database for faulty rows and reports
+// each finding as one line "Id=<id>\t<finding>". It never changes the database. Its read-only queries
+// run on the store's connection (serialized mode) without the store's busy flag.
+//
+// Created unstarted; the owner sets the options and callbacks, then start() runs Execute() on the
+// worker thread. requestInterruption() asks it to stop: the current pass ends before its next row, the
+// remaining passes end before their first, and the finish notification is still sent.
+
+#include <QString>
+#include <QThread>
+#include <atomic>
+#include <functional>
+
+namespace tembrix {
+
+class TDataModule1;
+
+class CheckDatabase : public QThread {
+public:
+    // `store` must stay connected and alive while the worker runs.
+    explicit CheckDatabase(TDataModule1& store, QObject* parent = nullptr);
+    // Requests interruption and waits for the thread, delivering its pending notifications.
+    ~CheckDatabase() override;
+
+    // The passes to run. The index pass runs when either of the last two is set.
+    bool checkDuplicates = true;
+    bool checkEmptyFields = true;
+    bool checkSourceFiles = true;
+    bool checkIndexValues = true;
+    bool checkIndexSizes = true;
+
+    // 0..100, written by the worker only: 0, then 20, 40, 60, 80 after each pass, 100 at the end.
+    std::atomic<int> progress{0};
+
+    // Pause between progress 100 and the finish notification, in ms (interrupted by a stop request).
+    int finishPauseMs = 1000;
+
+    // Notifications, each run on the main thread through Synchronize while the worker waits; an unset
+    // one is skipped.
+    std::function<void(const QString& line)> onLine;      // a report line "Id=…\t…"
+    std::function<void(const QString& error)> onFailure;  // a pass failed: message box text
+    std::function<void()> onFinish;                       // the end (also after a stop request)
+
+    // The count step and the passes, in order, on the calling thread.
+    void Execute();
+
+protected:
+    void run() override;
+
+private:
+    bool Stopping() const { return isInterruptionRequested(); }
+    void Line(const QString& line);
+    void Failure(const QString& error);
+
+    void CountRecords();
+    bool FindDuplicates();
+    bool FindEmptyFields();
+    bool FindMissingSources();
+    bool CheckIndexData();
+
+    TDataModule1& m_store;
+};
+
+}  // namespace tembrix

@@ -1,0 +1,278 @@
+// The check worker on databases with known faults: the exact report lines of each pass, the options,
+// failing passes, progress, and a stop request in the middle of a pass.
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QStringList>
+
+#include "database/check_database.h"
+#include "database/index_store.h"
+#include "database/maint_test_db.h"
+#include "support/recording_messages.h"
+#include "support/temp_dir.h"
+#include "util/synchronize.h"
+
+namespace tembrix {
+namespace {
+
+using test::RawRow;
+
+// What a run delivered to the main thread, in order.
+struct CheckRun {
+    QStringList lines;
+    QList<int> lineProgress;  // the progress value when each line arrived
+    QStringList failures;
+    int finishes = 0;
+    int finishProgress = -1;
+    bool finishedLast = false;  // nothing arrived after the finish notification
+};
+
+CheckRun RunCheck(CheckDatabase& worker) {
+    CheckRun run;
+    worker.finishPauseMs = 0;
+    worker.onLine = [&](const QString& line) {
+        EXPECT_TRUE(OnMainThread());
+        run.lines.append(line);
+        run.lineProgress.append(worker.progress.load());
+        run.finishedLast = false;
+    };
+    worker.onFailure = [&](const QString& error) {
+        run.failures.append(error);
+        run.finishedLast = false;
+    };
+    worker.onFinish = [&] {
+        ++run.finishes;
+        run.finishProgress = worker.progress.load();
+        run.finishedLast = true;
+    };
+    worker.start();
+    JoinThread(&worker);
+    return run;
+}
+
+RawRow Row(const QString& md5, const QString& path) {
+    RawRow r;
+    r.md5 = md5;
+    r.sha2 = QStringLiteral("sha-") + md5;
+    r.sourcePath = path;
+    r.sourceFileName = md5;
+    return r;
+}
+
+class CheckDatabaseTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        existing = dir.Write(QStringLiteral("music/a.mp3"), QByteArray("x"));
+        missing = dir.File(QStringLiteral("music/zz/missing.mp3"));
+        path = dir.File(QStringLiteral("index.db"));
+    }
+    // Connects the store to a database made of `rows`.
+    void Make(std::initializer_list<RawRow> rows) {
+        ASSERT_TRUE(test::MakeDatabase(path, rows));
+        ASSERT_TRUE(store.Connect(path));
+    }
+    // The database with one row per kind of fault, and healthy rows around them.
+    void MakeFaulty() {
+        RawRow emptyText = Row("e1", existing);
+        emptyText.sha2.clear();
+        emptyText.sourceFileName.clear();
+        emptyText.info.clear();
+        RawRow lowNumbers = Row("e2", existing);
+        lowNumbers.infoNull = true;
+        lowNumbers.duration = 0;
+        lowNumbers.allTracks = 0;
+        RawRow shortIndex = Row("s1", existing);
+        shortIndex.indexSize = 1000;
+        shortIndex.indexData = test::PlainEnvelope(500);
+        RawRow oddIndex = Row("s2", existing);
+        oddIndex.indexSize = 1001;
+        oddIndex.indexData = test::PlainEnvelope(500) + QByteArray("\xFF");  // the odd byte is no value
+        RawRow mismatch = Row("m1", existing);
+        mismatch.indexSize = 5000;
+        mismatch.indexData = test::PlainEnvelope(3000);
+        RawRow negative = Row("n1", existing);
+        std::vector<uint16_t> values(6000, 7);
+        values[10] = 0x7FFF;
+        values[20] = 0x8000;
+        values[30] = 0xFFFF;
+        values[5999] = 0x8001;
+        negative.indexData = test::EnvelopeBytes(values);
+        RawRow noBlob = Row("z1", existing);
+        noBlob.indexSize = 0;
+        noBlob.indexData.clear();
+        RawRow justUnderMinute = Row("b1", existing);
+        justUnderMinute.indexSize = 5999;
+        justUnderMinute.indexData = test::PlainEnvelope(3000).left(5999);
+        RawRow minute = Row("b2", existing);
+        minute.indexSize = 6000;
+        minute.indexData = test::PlainEnvelope(3000);
+        RawRow noSize = Row("sz", existing);
+        noSize.sourceSize.clear();
+        Make({
+            Row("d2", existing), Row("d2", existing),                         // 1, 2
+            Row("d3", existing), Row("d3", existing), Row("d3", existing),    // 3, 4, 5
+            emptyText, lowNumbers, shortIndex, oddIndex, mismatch, negative,  // 6 .. 11
+            Row("p1", missing), noBlob, justUnderMinute, minute, noSize,      // 12 .. 16
+            Row("p2", dir.Path()),                                            // 17: a folder, not a file
+        });
+    }
+
+    test::TempDir dir;
+    test::RecordingMessages messages;
+    QString existing;
+    QString missing;
+    QString path;
+    TDataModule1 store;
+};
+
+TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
+    MakeFaulty();
+    CheckDatabase worker(store);
+    const CheckRun run = RunCheck(worker);
+
+    ASSERT_EQ(run.lines.size(), 17) << run.lines.join(u'\n').toStdString();
+    // Which row of a duplicate group names it is SQLite's choice.
+    EXPECT_TRUE(run.lines[0] == "Id=1\tНайдены  дубликаты (2)" ||
+                run.lines[0] == "Id=2\tНайдены  дубликаты (2)")
+        << run.lines[0].toStdString();
+    EXPECT_TRUE(run.lines[1].startsWith("Id=3\t") || run.lines[1].startsWith("Id=4\t") ||
+                run.lines[1].startsWith("Id=5\t"));
+    EXPECT_TRUE(run.lines[1].endsWith("\tНайдены  дубликаты (3)"));
+    const QStringList expected = {
+        "Id=6\tНайдены пустые поля (sha2, source_file_name, info)",
+        "Id=7\tНайдены пустые поля (duration, all_tracks, info)",
+        "Id=8\tНайдены короткие индексы (1000)",
+        "Id=13\tНайдены пустые поля (index_size)",
+        "Id=13\tНайдены короткие индексы (0)",
+        "Id=16\tНайдены пустые поля (source_size)",
+        "Id=12\tИсходный файл не найден: " + missing,
+        "Id=17\tИсходный файл не найден: " + dir.Path(),
+        "Id=8\tРазмер индексных данных (1000) менее минуты!",
+        "Id=9\tРазмер индексных данных (1001) менее минуты!",
+        "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)",
+        "Id=10\tРазмер индексных данных (6000) менее минуты!",
+        "Id=11\tОбнаружено (3) отрицательных значений огибающей!",
+        "Id=13\tИндексные данные отстутствуют!",
+        "Id=14\tРазмер индексных данных (5999) менее минуты!",
+    };
+    EXPECT_EQ(run.lines.mid(2, 15), expected);
+    const QList<int> progress = {20, 20, 40, 40, 40, 40, 40, 40, 60, 60, 80, 80, 80, 80, 80, 80, 80};
+    EXPECT_EQ(run.lineProgress.mid(0, 17), progress);
+    EXPECT_TRUE(run.failures.isEmpty());
+    EXPECT_EQ(run.finishes, 1);
+    EXPECT_EQ(run.finishProgress, 100);
+    EXPECT_TRUE(run.finishedLast);
+    EXPECT_TRUE(messages.shown.isEmpty());
+}
+
+TEST_F(CheckDatabaseTest, EachOptionSkipsOnlyItsPass) {
+    MakeFaulty();
+    // A line's pass, told by its text.
+    const auto passOf = [](const QString& line) {
+        if (line.contains("дубликаты")) {
+            return 0;
+        }
+        if (line.contains("пустые поля") || line.contains("короткие")) {
+            return 1;
+        }
+        return line.contains("Исходный файл") ? 2 : 3;
+    };
+    const struct {
+        bool duplicates, empty, sources, values, sizes;
+        QList<int> passes;  // the passes that must report
+    } cases[] = {
+        {true, true, true, true, true, {0, 1, 2, 3}},  {false, true, true, true, true, {1, 2, 3}},
+        {true, false, true, true, true, {0, 2, 3}},    {true, true, false, true, true, {0, 1, 3}},
+        {true, true, true, false, true, {0, 1, 2, 3}},  // either index option runs the whole index pass
+        {true, true, true, true, false, {0, 1, 2, 3}}, {true, true, true, false, false, {0, 1, 2}},
+        {false, false, false, false, false, {}},
+    };
+    for (const auto& c : cases) {
+        CheckDatabase worker(store);
+        worker.checkDuplicates = c.duplicates;
+        worker.checkEmptyFields = c.empty;
+        worker.checkSourceFiles = c.sources;
+        worker.checkIndexValues = c.values;
+        worker.checkIndexSizes = c.sizes;
+        const CheckRun run = RunCheck(worker);
+        QList<int> passes;
+        for (const QString& line : run.lines) {
+            if (!passes.contains(passOf(line))) {
+                passes.append(passOf(line));
+            }
+        }
+        EXPECT_EQ(passes, c.passes) << c.duplicates << c.empty << c.sources << c.values << c.sizes;
+        EXPECT_EQ(run.finishes, 1);
+        EXPECT_EQ(run.finishProgress, 100);
+    }
+}
+
+TEST_F(CheckDatabaseTest, EmptyTableReportsNothingAndFinishes) {
+    Make({});
+    CheckDatabase worker(store);
+    const CheckRun run = RunCheck(worker);
+    EXPECT_TRUE(run.lines.isEmpty());
+    EXPECT_TRUE(run.failures.isEmpty());
+    EXPECT_EQ(run.finishes, 1);
+    EXPECT_EQ(run.finishProgress, 100);
+}
+
+TEST_F(CheckDatabaseTest, EveryPassFailsOnItsOwnWithoutATable) {
+    ASSERT_TRUE(store.Connect(path));  // an empty database: no table Data
+    CheckDatabase worker(store);
+    const CheckRun run = RunCheck(worker);
+    const QStringList expected = {"Ошибка чтения количества записей!", "Ошибка поиска дубликатов!",
+                                  "Ошибка поиска пустых полей!", "Ошибка чтения списка файлов!",
+                                  "Ошибка чтения индексных данных!"};
+    EXPECT_EQ(run.failures, expected);
+    EXPECT_TRUE(run.lines.isEmpty());
+    EXPECT_EQ(run.finishes, 1);
+    EXPECT_TRUE(run.finishedLast);
+}
+
+TEST_F(CheckDatabaseTest, StopInAPassEndsItAndSkipsTheRowsOfTheRest) {
+    // Rows 1..3 each have one empty field; every row has a missing source and a short index.
+    std::vector<RawRow> rows(3, Row("x", missing));
+    for (int i = 0; i < 3; ++i) {
+        rows[static_cast<size_t>(i)].md5 = QString::number(i);
+        rows[static_cast<size_t>(i)].created.clear();
+        rows[static_cast<size_t>(i)].indexSize = 2000;
+        rows[static_cast<size_t>(i)].indexData = test::PlainEnvelope(1000);
+    }
+    Make({rows[0], rows[1], rows[2]});
+    CheckDatabase worker(store);
+    bool stopped = false;
+    worker.finishPauseMs = 60000;  // a stop cuts the closing pause short
+    QStringList lines;
+    int finishes = 0;
+    worker.onLine = [&](const QString& line) {
+        lines.append(line);
+        if (!stopped) {
+            stopped = true;
+            worker.requestInterruption();
+        }
+    };
+    worker.onFinish = [&] {
+        ++finishes;
+        EXPECT_EQ(worker.progress.load(), 100);
+    };
+    worker.start();
+    JoinThread(&worker);
+    EXPECT_EQ(lines, QStringList{"Id=1\tНайдены пустые поля (created)"});
+    EXPECT_EQ(finishes, 1);
+}
+
+TEST_F(CheckDatabaseTest, DestroyingARunningWorkerJoinsItAndDeliversTheFinish) {
+    Make({Row("x", missing), Row("y", missing)});
+    int finishes = 0;
+    {
+        CheckDatabase worker(store);
+        worker.onFinish = [&] { ++finishes; };
+        worker.start();
+    }  // the worker waits in its closing pause or in a notification: neither may hang
+    EXPECT_EQ(finishes, 1);
+}
+
+}  // namespace
+}  // namespace tembrix
