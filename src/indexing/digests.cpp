@@ -1,0 +1,71 @@
+#include "indexing/digests.h"
+
+#include <openssl/evp.h>
+
+#include <QFile>
+#include <algorithm>
+#include <memory>
+
+namespace tembrix {
+
+namespace {
+
+struct MdContextFree {
+    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+};
+using MdContext = std::unique_ptr<EVP_MD_CTX, MdContextFree>;
+
+QString HexOf(const unsigned char* digest, unsigned int length) {
+    return QString::fromLatin1(
+        QByteArray::fromRawData(reinterpret_cast<const char*>(digest), static_cast<qsizetype>(length))
+            .toHex());
+}
+
+}  // namespace
+
+FileDigests DigestFile(const QString& path) {
+    FileDigests result;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        return result;
+    }
+    MdContext md5(EVP_MD_CTX_new());
+    MdContext sha(EVP_MD_CTX_new());
+    if (!md5 || !sha || EVP_DigestInit_ex(md5.get(), EVP_md5(), nullptr) != 1 ||
+        EVP_DigestInit_ex(sha.get(), EVP_sha256(), nullptr) != 1) {
+        return result;
+    }
+    constexpr qint64 kChunk = 4 * 1024 * 1024;
+    std::unique_ptr<char[]> buffer(new char[kChunk]);
+    for (;;) {
+        const qint64 got = file.read(buffer.get(), kChunk);
+        if (got < 0) {
+            return result;
+        }
+        if (got == 0) {
+            break;
+        }
+        // Both digests take each slice while it is still in the cache.
+        constexpr qint64 kSlice = 64 * 1024;
+        for (qint64 at = 0; at < got; at += kSlice) {
+            const auto n = static_cast<size_t>(std::min(kSlice, got - at));
+            EVP_DigestUpdate(md5.get(), buffer.get() + at, n);
+            EVP_DigestUpdate(sha.get(), buffer.get() + at, n);
+        }
+        result.bytes += got;
+    }
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    if (EVP_DigestFinal_ex(md5.get(), digest, &length) != 1) {
+        return result;
+    }
+    result.md5 = HexOf(digest, length);
+    if (EVP_DigestFinal_ex(sha.get(), digest, &length) != 1) {
+        return result;
+    }
+    result.sha256 = HexOf(digest, length);
+    result.ok = true;
+    return result;
+}
+
+}  // namespace tembrix
