@@ -1,0 +1,65 @@
+#pragma once
+// Media made at test time with the real sox and ffmpeg into one temporary folder per test process. Each
+// fixture is made once, on first use, and reused by every later test of the run. Content is cheap for the
+// tools: mono 22050 Hz tones with a slow tremolo, so each envelope varies over time.
+
+#include <QMap>
+#include <QString>
+#include <QTemporaryDir>
+#include <cstdint>
+#include <vector>
+
+namespace tembrix::test {
+
+class MediaFixtures {
+public:
+    // The fixtures of this process.
+    static MediaFixtures& Instance();
+
+    // A tone in the format of `extension` (with its dot): ".wav", ".mp3", ".ogg", ".flac", ".aiff", ".au",
+    // ".voc", ".snd" (made by sox), ".m4a", ".opus", ".aac", ".wma" (made by ffmpeg). `variant` selects
+    // one of several distinct signals (different pitch and tremolo, hence different bytes and envelope).
+    // "" when the file could not be made.
+    QString Tone(const QString& extension, int seconds, int variant = 0);
+    // A Matroska video, 61 s, tiny black picture, with `audioTracks` audio tracks (0 = none); track t is
+    // Tone variant t + 1, so each track has its own envelope.
+    QString Video(int audioTracks);
+    // An MP3 with ID3v2 tags and an M4A with MP4 tags: artist "Исполнитель Тест", title "Title One",
+    // album "Album X", year 2001, track 7, genre "Rock". 61 s each.
+    QString TaggedMp3();
+    QString TaggedM4a();
+
+    // The folder that holds the fixtures.
+    QString Folder() const { return m_dir.path(); }
+
+private:
+    MediaFixtures();
+    QString Made(const QString& key, const QString& name, const QString& program, const QStringList& args);
+
+    QTemporaryDir m_dir;
+    QMap<QString, QString> m_made;  // key -> path ("" when making failed)
+};
+
+// The real tools and the folder of the built programs (which holds id3-tags-cli and id3-tags/).
+QString RealSox();
+QString RealFfmpeg();
+QString ProgramDir();
+
+// Writes an executable /bin/sh script `name` into `folder` (created when missing) whose body follows
+// the "#!/bin/sh" line, and returns its path.
+QString WriteFakeTool(const QString& folder, const QString& name, const QString& body);
+
+// The envelope of `file` as an independent reference: runs the real SoX with the worker's exact
+// arguments and its repeatable mode into a temporary raw file, then reduces it sample by sample: every
+// 480 samples, the mean (rounded down) of the ten 48-sample peaks of |s|, where |-32768| counts as
+// 4294934528 and the sum wraps modulo 2^32. A trailing part block gives no value. Empty on failure.
+std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file);
+// The same for audio track `track` of a container: ffmpeg writes the track to a WAV file first, as the
+// worker has it done.
+std::vector<uint16_t> ReferenceEnvelopeOfTrack(const QString& file, int track);
+// The same reduction of raw little-endian samples already in memory.
+std::vector<uint16_t> ReduceSamples(const QByteArray& raw);
+// The values of an envelope blob.
+std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob);
+
+}  // namespace tembrix::test
