@@ -4,6 +4,7 @@
 // single line "Couldn't process given file" is printed instead. Exit status 0 either way (the worker
 // judges the output, never the status), 2 on wrong usage.
 
+#include <taglib/audioproperties.h>
 #include <taglib/fileref.h>
 #include <taglib/tag.h>
 #include <taglib/tstring.h>
@@ -30,8 +31,11 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: id3-tags-cli FILE\n");
         return 2;
     }
-    TagLib::FileRef file(argv[1], false);
-    if (file.isNull() || file.tag() == nullptr) {
+    // Audio properties are read too (fast mode) so that a file that merely carries a media extension, with
+    // no audio TagLib can find, is not reported as an untagged media file.
+    TagLib::FileRef file(argv[1], true, TagLib::AudioProperties::Fast);
+    if (file.isNull() || file.tag() == nullptr || file.audioProperties() == nullptr ||
+        file.audioProperties()->sampleRate() <= 0) {
         std::printf("Couldn't process given file\n");
         return 0;
     }
