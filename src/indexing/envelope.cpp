@@ -3,7 +3,11 @@
 #include <QFile>
 #include <QtEndian>
 #include <algorithm>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <mutex>
+#include <thread>
 
 #include "indexing/logs.h"
 
@@ -56,16 +60,23 @@ void Envelope::CompleteBlock() {
 
 namespace {
 
-// Peak of one 1-ms sub-block as AddSample would leave it. |s| fits 16 unsigned bits, with -32768 giving
-// 0x8000, which is above every other absolute value; it maps to the sign-extended 4294934528.
+// Peak of one 1-ms sub-block as AddSample would leave it. The largest |s| of a run is the larger of
+// |max| and |min|, and signed 16-bit max/min reduce well in vector registers on every x86-64 and ARM
+// core. A minimum of -32768 is the one value whose 16-bit absolute value wraps: it maps to the
+// sign-extended 4294934528, which is above every other peak.
 inline uint32_t SubBlockPeak(const int16_t* s) {
-    uint16_t highest = 0;
-    for (uint32_t k = 0; k < Envelope::kSubBlockSize; ++k) {
-        const int v = s[k];
-        const auto a = static_cast<uint16_t>(v < 0 ? -v : v);
-        highest = a > highest ? a : highest;
+    int16_t highest = s[0];
+    int16_t lowest = s[0];
+    for (uint32_t k = 1; k < Envelope::kSubBlockSize; ++k) {
+        highest = s[k] > highest ? s[k] : highest;
+        lowest = s[k] < lowest ? s[k] : lowest;
     }
-    return highest == 0x8000u ? 4294934528u : highest;
+    if (lowest == -32768) {
+        return 4294934528u;
+    }
+    const int a = highest < 0 ? -highest : highest;
+    const int b = -lowest < 0 ? lowest : -lowest;
+    return static_cast<uint32_t>(a > b ? a : b);
 }
 
 }  // namespace
@@ -131,9 +142,112 @@ bool Envelope::WriteValues(const QString& path) const {
     if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         return false;
     }
+    const qint64 bytes = static_cast<qint64>(m_count) * 2;
+    if constexpr (Q_BYTE_ORDER == Q_LITTLE_ENDIAN) {
+        // The array already holds the blob's bytes: write it without a copy.
+        return out.write(reinterpret_cast<const char*>(m_values.get()), bytes) == bytes && out.flush();
+    }
     const QByteArray blob = Blob();
     return out.write(blob) == blob.size() && out.flush();
 }
+
+namespace {
+
+constexpr qint64 kChunkBytes = 1 << 20;  // even, so every chunk but a truncated last one holds whole samples
+constexpr int kChunkSlots = 3;
+
+// Reads up to `want` bytes, going on after short reads; fewer only at the end of the file or on error.
+qint64 ReadFully(QFile& file, char* into, qint64 want) {
+    qint64 total = 0;
+    while (total < want) {
+        const qint64 got = file.read(into + total, want - total);
+        if (got <= 0) {
+            break;
+        }
+        total += got;
+    }
+    return total;
+}
+
+// Feeds `bytes` of little-endian samples to the envelope; an odd trailing byte is ignored.
+void Feed(Envelope& envelope, char* bytes, qint64 count) {
+    auto* samples = reinterpret_cast<int16_t*>(bytes);
+    const qint64 n = count / 2;
+    if constexpr (Q_BYTE_ORDER == Q_BIG_ENDIAN) {
+        for (qint64 k = 0; k < n; ++k) {
+            samples[k] = qFromLittleEndian(samples[k]);
+        }
+    }
+    envelope.AddSamples(samples, static_cast<size_t>(n));
+}
+
+// Reads `total` bytes of the open file in 1 MiB chunks on a second thread while this thread reduces the
+// previous chunk, so the reduction hides behind the read. Three chunk buffers: memory stays at 3 MiB
+// whatever the file's length.
+void FeedOverlapped(QFile& file, qint64 total, Envelope& envelope) {
+    struct Slot {
+        std::unique_ptr<char[]> data{new char[kChunkBytes]};
+        qint64 bytes = 0;
+    };
+    Slot slots[kChunkSlots];
+    std::mutex lock;
+    std::condition_variable changed;
+    std::deque<int> filled;
+    std::deque<int> free{0, 1, 2};
+    bool readerDone = false;
+
+    std::thread reader([&] {
+        qint64 remaining = total;
+        while (remaining > 0) {
+            int slot = 0;
+            {
+                std::unique_lock guard(lock);
+                changed.wait(guard, [&] { return !free.empty(); });
+                slot = free.front();
+                free.pop_front();
+            }
+            const qint64 want = std::min(kChunkBytes, remaining);
+            const qint64 got = ReadFully(file, slots[slot].data.get(), want);
+            remaining -= got;
+            {
+                std::lock_guard guard(lock);
+                slots[slot].bytes = got;
+                filled.push_back(slot);
+            }
+            changed.notify_all();
+            if (got < want) {
+                break;  // the file ended early: what was read is used
+            }
+        }
+        {
+            std::lock_guard guard(lock);
+            readerDone = true;
+        }
+        changed.notify_all();
+    });
+
+    for (;;) {
+        int slot = 0;
+        {
+            std::unique_lock guard(lock);
+            changed.wait(guard, [&] { return !filled.empty() || readerDone; });
+            if (filled.empty()) {
+                break;
+            }
+            slot = filled.front();
+            filled.pop_front();
+        }
+        Feed(envelope, slots[slot].data.get(), slots[slot].bytes);
+        {
+            std::lock_guard guard(lock);
+            free.push_back(slot);
+        }
+        changed.notify_all();
+    }
+    reader.join();
+}
+
+}  // namespace
 
 RawEnvelope EnvelopeOfRawFile(const QString& path) {
     RawEnvelope result;
@@ -148,30 +262,19 @@ RawEnvelope EnvelopeOfRawFile(const QString& path) {
     const qint64 capacity = (result.sampleCount + Envelope::kBlockSize - 1) / Envelope::kBlockSize;
     result.envelope = std::make_unique<Envelope>(Envelope::kBlockSize, static_cast<int32_t>(capacity));
 
-    // 1 MiB of samples, plus room for the odd byte carried over from a short read.
-    constexpr qint64 kChunkSamples = 512 * 1024;
-    std::unique_ptr<int16_t[]> buffer(new int16_t[kChunkSamples + 1]);
-    char* bytes = reinterpret_cast<char*>(buffer.get());
-    qint64 remaining = result.sampleCount * 2;  // the odd last byte is never read
-    qint64 carried = 0;                         // 0 or 1 byte at the start of the buffer
-    while (remaining > 0) {
-        const qint64 want = std::min<qint64>(kChunkSamples * 2 - carried, remaining);
-        const qint64 got = file.read(bytes + carried, want);
-        if (got <= 0) {
-            break;
-        }
+    const qint64 total = result.sampleCount * 2;  // the odd last byte is never read
+    if (total > 2 * kChunkBytes) {
+        FeedOverlapped(file, total, *result.envelope);
+        return result;
+    }
+    std::unique_ptr<char[]> buffer(new char[kChunkBytes]);
+    for (qint64 remaining = total; remaining > 0;) {
+        const qint64 want = std::min(kChunkBytes, remaining);
+        const qint64 got = ReadFully(file, buffer.get(), want);
+        Feed(*result.envelope, buffer.get(), got);
         remaining -= got;
-        const qint64 have = carried + got;
-        const qint64 samples = have / 2;
-        if constexpr (Q_BYTE_ORDER == Q_BIG_ENDIAN) {
-            for (qint64 k = 0; k < samples; ++k) {
-                buffer[k] = qFromLittleEndian(buffer[k]);
-            }
-        }
-        result.envelope->AddSamples(buffer.get(), static_cast<size_t>(samples));
-        carried = have - samples * 2;
-        if (carried != 0) {
-            bytes[0] = bytes[have - 1];
+        if (got < want) {
+            break;
         }
     }
     return result;
