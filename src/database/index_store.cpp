@@ -365,4 +365,14 @@ bool TDataModule1::RollbackToSavepoint(const char* name) {
     return m_connection.Exec(QStringLiteral("ROLLBACK TO SAVEPOINT %1; RELEASE SAVEPOINT %1").arg(n));
 }
 
+bool TDataModule1::RollbackTransaction() {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec("ROLLBACK");
+}
+
+bool TDataModule1::SetCacheSpill(bool enabled) {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec(enabled ? "PRAGMA cache_spill=ON" : "PRAGMA cache_spill=OFF");
+}
+
 }  // namespace tembrix

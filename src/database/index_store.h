@@ -80,6 +80,12 @@ public:
     bool Savepoint(const char* name);
     bool ReleaseSavepoint(const char* name);
     bool RollbackToSavepoint(const char* name);
+    // Abandons the open transaction.
+    bool RollbackTransaction();
+    // Whether SQLite may write changed pages to the file before the transaction commits (on by default).
+    // Off, a long transaction keeps them in memory and other readers of the file are not locked out
+    // until the commit.
+    bool SetCacheSpill(bool enabled);
 
     // The raw connection, for the check worker, which runs its own read-only queries on it without the
     // busy flag. Null when not connected.

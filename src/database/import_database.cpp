@@ -1,0 +1,242 @@
+#include "database/import_database.h"
+
+#include <QElapsedTimer>
+#include <vector>
+
+#include "database/import_source.h"
+#include "database/index_store.h"
+#include "util/synchronize.h"
+
+namespace tembrix {
+
+namespace {
+
+constexpr char kReplaceSavepoint[] = "import_replace";
+
+// The open write transaction of the import: committed when it holds 1000 rows, 32 MB of envelopes or
+// has been open for a second, and at the end. When no transaction could be begun (the store busy, or
+// one already open on the connection), rows are committed by the connection one by one until the next
+// batch begins.
+class Batch {
+public:
+    static constexpr int kMaxRows = 1000;
+    static constexpr int64_t kMaxBytes = 32 * 1024 * 1024;
+    static constexpr qint64 kMaxMs = 1000;
+
+    explicit Batch(TDataModule1& store) : m_store(store) {}
+
+    void Begin() {
+        m_open = m_store.BeginTransaction();
+        m_rows = 0;
+        m_bytes = 0;
+        m_timer.start();
+    }
+
+    // Counts one written row and commits the batch when it is full.
+    void Count(int64_t envelopeBytes) {
+        ++m_rows;
+        m_bytes += envelopeBytes;
+        if (m_rows >= kMaxRows || m_bytes >= kMaxBytes || m_timer.elapsed() >= kMaxMs) {
+            // A commit that fails (a reader of the file holding its lock past the busy timeout) keeps
+            // the transaction open; the next full batch tries again.
+            if (!m_open || m_store.CommitTransaction()) {
+                Begin();
+            }
+        }
+    }
+
+    // Commits what is open. A last commit is retried; when it still fails the batch is rolled back, so
+    // that the connection is not left inside a transaction. False then.
+    bool End() {
+        if (!m_open) {
+            return true;
+        }
+        m_open = false;
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            if (m_store.CommitTransaction()) {
+                return true;
+            }
+        }
+        m_store.RollbackTransaction();
+        return false;
+    }
+
+private:
+    TDataModule1& m_store;
+    bool m_open = false;
+    int m_rows = 0;
+    int64_t m_bytes = 0;
+    QElapsedTimer m_timer;
+};
+
+// One line of the source's key list: id, source size, md5, audio track, separated by tabs.
+struct SourceKey {
+    int32_t id = 0;
+    int64_t sourceSize = 0;  // 0 when the text does not parse
+    QString md5;
+    int32_t audioTrack = 0;
+};
+
+SourceKey ParseKey(const QString& line) {
+    const QStringList fields = line.split(u'\t');
+    SourceKey key;
+    key.id = fields.value(0).toInt();
+    key.sourceSize = fields.value(1).toLongLong();
+    key.md5 = fields.value(2);
+    key.audioTrack = fields.value(3).toInt();
+    return key;
+}
+
+// Reads the source row of `key` afresh. False when the read fails or the row read is not the track of
+// the key (gone from the source, or a key line that did not split cleanly); the record is then never
+// written anywhere, so no other row's values can be stored under this track.
+bool ReadSourceRow(TDataModule2& source, const SourceKey& key, IndexRecord& record,
+                   std::vector<uint16_t>& envelope) {
+    record = IndexRecord{};
+    envelope.clear();
+    record.source_size = -1;  // stays so when no row has that id
+    int32_t count = 0;
+    if (!source.GetRecordWithIndex(key.id, record, envelope, count)) {
+        return false;
+    }
+    return record.md5 == key.md5 && record.source_size == key.sourceSize &&
+           record.audio_track == key.audioTrack;
+}
+
+}  // namespace
+
+ImportDatabase::ImportDatabase(TDataModule1& store, TDataModule2& source, QObject* parent)
+    : QThread(parent), m_store(store), m_source(source) {}
+
+ImportDatabase::~ImportDatabase() {
+    requestInterruption();
+    JoinThread(this);
+}
+
+void ImportDatabase::run() {
+    Execute();
+}
+
+void ImportDatabase::Line(const QString& text) {
+    if (onLine) {
+        Synchronize([&] { onLine(text); });
+    }
+}
+
+void ImportDatabase::MessageBox(const QString& text) {
+    if (onMessageBox) {
+        Synchronize([&] { onMessageBox(text); });
+    }
+}
+
+void ImportDatabase::Summary() {
+    if (!onSummary) {
+        return;
+    }
+    const QStringList lines = {
+        QString(),
+        QString::asprintf("Обработано записей: %i из %i", processed, total),
+        QString::asprintf("Проигнорировано дубликатов: %i", ignored),
+        QString::asprintf("Удалено записей: %i", deleted),
+        QString::asprintf("Добавлено новых записей: %i", added),
+    };
+    Synchronize([&] { onSummary(lines); });
+}
+
+void ImportDatabase::Execute() {
+    QStringList keys;
+    if (!m_source.ListKeys(keys)) {
+        const QString text = QStringLiteral("Ошибка получения списка записей импортируемой базы данных!");
+        Line(text);
+        MessageBox(text);
+        Summary();
+        return;
+    }
+    total = static_cast<int>(keys.size());
+
+    // Dirty pages stay in memory until the batch commits instead of being written to the file early,
+    // which would lock readers of the file (the source itself, when a database is imported into
+    // itself) out until the commit.
+    m_store.SetCacheSpill(false);
+    Batch batch(m_store);
+    batch.Begin();
+    bool saved = true;
+    const auto finish = [&] {
+        saved = batch.End();
+        m_store.SetCacheSpill(true);
+        if (!saved) {
+            const QString text =
+                QStringLiteral("Ошибка записи в базу данных! Последние импортированные записи не сохранены.");
+            Line(text);
+            MessageBox(text);
+        }
+    };
+
+    IndexRecord record;
+    std::vector<uint16_t> envelope;
+    for (int i = 0; i < total; ++i) {
+        if (isInterruptionRequested()) {
+            break;
+        }
+        const SourceKey key = ParseKey(keys[i]);
+        const int found = m_store.FindTrack(key.md5, key.sourceSize, key.audioTrack);
+        if (found == TDataModule1::kFailed || found == TDataModule1::kBusy) {
+            const QString text = QStringLiteral("Ошибка SQL запроса");
+            Line(text);
+            MessageBox(text);
+            finish();
+            Summary();
+            return;
+        }
+        if (found == TDataModule1::kDuplicate) {
+            // A new track. A row that cannot be read is counted all the same, without a message.
+            if (ReadSourceRow(m_source, key, record, envelope)) {
+                m_store.InsertRecordWithIndex(record, envelope.data());
+                batch.Count(record.index_size);
+            }
+            ++added;
+        } else {
+            Line(QStringLiteral("Дубликат: MD5-хэш = ") + key.md5 +
+                 QString::asprintf("\tтрек = %i\tid = %i\tid2 = %i\tразмер = %lli байт", key.audioTrack,
+                                   found, key.id, static_cast<long long>(key.sourceSize)));
+            if (!replaceDuplicates) {
+                ++ignored;
+            } else {
+                const bool savepoint = m_store.Savepoint(kReplaceSavepoint);
+                m_store.DeleteTrack(key.md5, key.sourceSize, key.audioTrack);
+                ++deleted;
+                ++added;
+                const bool read = ReadSourceRow(m_source, key, record, envelope);
+                if (!read) {
+                    const QString text = QStringLiteral("Ошибка DataModule2->GetRecord2");
+                    Line(text);
+                    MessageBox(text);
+                }
+                // A row that could not be read is not inserted: the record would not be that track's.
+                const int inserted =
+                    read ? m_store.InsertRecordWithIndex(record, envelope.data()) : TDataModule1::kFailed;
+                if (inserted != TDataModule1::kOk) {
+                    const QString text = QStringLiteral("Ошибка DataModule1->InsertSQL");
+                    Line(text);
+                    MessageBox(text);
+                }
+                if (savepoint) {
+                    if (inserted == TDataModule1::kOk) {
+                        m_store.ReleaseSavepoint(kReplaceSavepoint);
+                    } else {
+                        m_store.RollbackToSavepoint(kReplaceSavepoint);  // the old row stays
+                    }
+                }
+                batch.Count(record.index_size);
+            }
+        }
+        ++processed;
+        progress = total > 1 ? static_cast<int>((int64_t{i} * 100) / (total - 1)) : 100;
+    }
+    finish();
+    MessageBox(isInterruptionRequested() ? QStringLiteral("Импорт остановлен!")
+                                         : QStringLiteral("Задание выполнено!"));
+    Summary();
+}
+
+}  // namespace tembrix

@@ -1,0 +1,66 @@
+#pragma once
+// ImportDatabase, the database import worker: copies the rows of an import source (TDataModule2) into
+// the main index store (TDataModule1). A row whose track (md5, source_size, audio_track) is already in
+// the store is either left out (keep) or replaces the stored row (replace), as `replaceDuplicates` says
+// when the duplicate is met.
+//
+// The store is called from the worker's own thread, through its busy flag. Rows are written in batches:
+// one transaction of at most 1000 rows, one second or 32 MB of envelopes, committed also at the end and
+// after a stop. A replaced row is deleted and re-inserted inside a savepoint, so that a failed insert
+// leaves the old row in place.
+//
+// Created unstarted; start() runs Execute() on the worker thread; requestInterruption() stops it after
+// the current row, and the closing message and the summary still follow.
+
+#include <QString>
+#include <QStringList>
+#include <QThread>
+#include <atomic>
+#include <functional>
+
+namespace tembrix {
+
+class TDataModule1;
+class TDataModule2;
+
+class ImportDatabase : public QThread {
+public:
+    // Both must stay connected and alive while the worker runs.
+    ImportDatabase(TDataModule1& store, TDataModule2& source, QObject* parent = nullptr);
+    // Requests interruption and waits for the thread, delivering its pending notifications.
+    ~ImportDatabase() override;
+
+    // The duplicate policy: false keeps the stored row, true replaces it. Read at every duplicate.
+    std::atomic<bool> replaceDuplicates{false};
+    // 0..100 after each source row, written by the worker only.
+    std::atomic<int> progress{0};
+    // Counters of the summary. Written by the worker; read by the notifications (the worker waits then)
+    // or after the thread has ended.
+    int total = 0;      // rows in the source
+    int added = 0;      // rows inserted (or tried)
+    int ignored = 0;    // duplicates left out
+    int deleted = 0;    // stored rows replaced
+    int processed = 0;  // source rows handled
+
+    // Notifications, each run on the main thread through Synchronize while the worker waits; an unset
+    // one is skipped.
+    std::function<void(const QString&)> onLine;                 // a line for the message list
+    std::function<void(const QString&)> onMessageBox;           // a message box text
+    std::function<void(const QStringList& summary)> onSummary;  // the five summary lines, at the end
+
+    // The whole import, on the calling thread.
+    void Execute();
+
+protected:
+    void run() override;
+
+private:
+    void Line(const QString& text);
+    void MessageBox(const QString& text);
+    void Summary();
+
+    TDataModule1& m_store;
+    TDataModule2& m_source;
+};
+
+}  // namespace tembrix
