@@ -46,8 +46,7 @@ CheckRun RunCheck(CheckDatabase& worker) {
         run.finishProgress = worker.progress.load();
         run.finishedLast = true;
     };
-    worker.start();
-    JoinThread(&worker);
+    test::RunToEnd(worker);
     return run;
 }
 
@@ -68,7 +67,7 @@ protected:
         path = dir.File(QStringLiteral("index.db"));
     }
     // Connects the store to a database made of `rows`.
-    void Make(std::initializer_list<RawRow> rows) {
+    void Make(const std::vector<RawRow>& rows) {
         ASSERT_TRUE(test::MakeDatabase(path, rows));
         ASSERT_TRUE(store.Connect(path));
     }
@@ -257,8 +256,7 @@ TEST_F(CheckDatabaseTest, StopInAPassEndsItAndSkipsTheRowsOfTheRest) {
         ++finishes;
         EXPECT_EQ(worker.progress.load(), 100);
     };
-    worker.start();
-    JoinThread(&worker);
+    test::RunToEnd(worker);
     EXPECT_EQ(lines, QStringList{"Id=1\tНайдены пустые поля (created)"});
     EXPECT_EQ(finishes, 1);
 }

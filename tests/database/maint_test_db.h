@@ -3,15 +3,26 @@
 // tests of the check, import and statistics can build databases with any fault they need.
 
 #include <QByteArray>
+#include <QEventLoop>
 #include <QString>
+#include <QThread>
 #include <QtEndian>
-#include <initializer_list>
 #include <vector>
 
 #include "database/index_record.h"
 #include "database/sqlite.h"
 
 namespace tembrix::test {
+
+// Starts `worker` and runs an event loop until it has finished, so that its calls onto the main thread
+// are served at once.
+inline void RunToEnd(QThread& worker) {
+    QEventLoop loop;
+    QObject::connect(&worker, &QThread::finished, &loop, &QEventLoop::quit);
+    worker.start();
+    loop.exec();
+    worker.wait();
+}
 
 // Little-endian envelope bytes of `values`.
 inline QByteArray EnvelopeBytes(const std::vector<uint16_t>& values) {
@@ -81,9 +92,9 @@ inline int64_t InsertRaw(sqlite3* db, const RawRow& row) {
 }
 
 // A new database file with table Data and the given rows (ids 1, 2, … in order).
-inline bool MakeDatabase(const QString& path, std::initializer_list<RawRow> rows = {}) {
+inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = {}) {
     SqliteConnection c;
-    if (!c.Open(path) || !c.Exec(kCreateTableSql)) {
+    if (!c.Open(path) || !c.Exec(kCreateTableSql) || !c.Exec("BEGIN")) {
         return false;
     }
     for (const RawRow& r : rows) {
@@ -91,7 +102,7 @@ inline bool MakeDatabase(const QString& path, std::initializer_list<RawRow> rows
             return false;
         }
     }
-    return true;
+    return c.Exec("COMMIT");
 }
 
 }  // namespace tembrix::test
