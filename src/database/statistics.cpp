@@ -1,0 +1,78 @@
+#include "database/statistics.h"
+
+#include <QStringList>
+
+#include "database/index_store.h"
+
+namespace tembrix {
+
+namespace {
+
+struct Total {
+    const char* label;
+    const char* sql;
+};
+
+const Total kTotals[] = {
+    {"Всего аудио дорожек", "SELECT COUNT(*) AS res FROM data"},
+    {"Всего часов", "SELECT SUM(duration) / 3600 AS res FROM data"},
+    {"Аудио дорожек из аудио файлов", "SELECT COUNT(*) AS res FROM data WHERE type = 'аудио'"},
+    {"Аудио часов", "SELECT SUM(duration) / 3600 AS res FROM data WHERE type = 'аудио'"},
+    {"Аудио дорожек из видео файлов", "SELECT COUNT(*) AS res FROM data WHERE type = 'видео'"},
+    {"Видео часов", "SELECT SUM(duration) / 3600 AS res FROM data WHERE type = 'видео'"},
+    {"Суммарный объём исходников (МБ)", "SELECT SUM(source_size) / (1024 * 1024) AS res FROM data"},
+    {"Суммарный объём индексов  (МБ)", "SELECT SUM(index_size) / (1024 * 1024) AS res FROM data"},
+    {"Содержат доп. информацию (аудио)",
+     "SELECT COUNT(*) AS res FROM data WHERE info != '' AND type = 'аудио'"},
+    {"Не содержат доп. информацию (аудио)",
+     "SELECT COUNT(*) AS res FROM data WHERE info = '' AND type = 'аудио'"},
+    {"Содержат доп. информацию (видео)",
+     "SELECT COUNT(*) AS res FROM data WHERE info != '' AND type = 'видео'"},
+    {"Не содержат доп. информацию (видео)",
+     "SELECT COUNT(*) AS res FROM data WHERE info = '' AND type = 'видео'"},
+};
+
+constexpr char kFilesByExtensionSql[] =
+    "SELECT extension AS par, count(*) AS val FROM data GROUP BY extension";
+constexpr char kHoursByExtensionSql[] =
+    "SELECT extension AS par, ROUND(SUM(duration) / 3600) AS val FROM data GROUP BY extension";
+constexpr char kFilesByTracksSql[] =
+    "SELECT all_tracks AS par, COUNT(*) AS val FROM data GROUP BY all_tracks ORDER BY all_tracks";
+constexpr char kDurationClassesSql[] =
+    "SELECT CAST(ROUND(duration / (60 * 10)) AS INTEGER) AS par, COUNT(*) AS val FROM data GROUP BY par "
+    "ORDER "
+    "BY par";
+
+// The rows of one pair query; the lists of QueryPairs are parallel.
+QList<QPair<QString, qint64>> Pairs(TDataModule1& store, const char* sql) {
+    QStringList params;
+    QStringList values;
+    store.QueryPairs(QString::fromUtf8(sql), params, values);
+    QList<QPair<QString, qint64>> pairs;
+    for (qsizetype i = 0; i < params.size() && i < values.size(); ++i) {
+        pairs.append({params[i], values[i].toLongLong()});
+    }
+    return pairs;
+}
+
+}  // namespace
+
+DatabaseStatistics CollectStatistics(TDataModule1& store) {
+    DatabaseStatistics s;
+    for (const Total& t : kTotals) {
+        s.totals.append({QString::fromUtf8(t.label), store.QueryScalar(QString::fromUtf8(t.sql))});
+    }
+    s.filesByExtension = Pairs(store, kFilesByExtensionSql);
+    s.hoursByExtension = Pairs(store, kHoursByExtensionSql);
+    s.filesByTracks = Pairs(store, kFilesByTracksSql);
+    for (const auto& [par, val] : Pairs(store, kDurationClassesSql)) {
+        s.durationClasses.append({par.toLongLong(), val});
+    }
+    return s;
+}
+
+QString DurationClassLabel(qint64 c) {
+    return QStringLiteral("%1-%2 минут").arg(10 * c).arg(10 * c + 10);
+}
+
+}  // namespace tembrix
