@@ -8,11 +8,9 @@
 #include <QString>
 #include <vector>
 
-namespace tembrix {
+#include "database/index_record.h"  // the type words kTypeAudio and kTypeVideo
 
-// Type words of a queue entry and of an index record.
-inline const QString kTypeAudio = QStringLiteral("аудио");
-inline const QString kTypeVideo = QStringLiteral("видео");
+namespace tembrix {
 
 // Status words of a queue entry; an empty status means the file is waiting.
 inline const QString kStatusInWork = QStringLiteral("в обработке");
