@@ -44,8 +44,9 @@ HelpVideoPanel::HelpVideoPanel(int clipNumber, const QString& programDir, QWidge
     setObjectName(QStringLiteral("PanelVideo"));
     setToolTip(QStringLiteral("Кликните мышкой чтобы начать или остановить воспроизведение"));
     setCursor(Qt::PointingHandCursor);
-    setAttribute(Qt::WA_OpaquePaintEvent);
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    policy.setHeightForWidth(true);
+    setSizePolicy(policy);
     const auto cached = CoverCache().constFind(clipNumber);
     if (cached != CoverCache().constEnd()) {
         m_cover = *cached;
@@ -197,29 +198,54 @@ QSize HelpVideoPanel::sizeHint() const {
     return {320, 180};
 }
 
+bool HelpVideoPanel::hasHeightForWidth() const {
+    return true;
+}
+
+int HelpVideoPanel::heightForWidth(int width) const {
+    return width * 9 / 16;
+}
+
 QSize HelpVideoPanel::minimumSizeHint() const {
     return {160, 90};
 }
 
 void HelpVideoPanel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), QColor(0x20, 0x1e, 0x1c));
-    const QRect area = rect();
-    auto drawFitted = [&](const QSize& size, const auto& draw) {
-        if (size.isEmpty()) {
-            return;
-        }
-        const QSize fitted = size.scaled(area.size(), Qt::KeepAspectRatio);
-        const QRect target(QPoint(area.x() + (area.width() - fitted.width()) / 2,
-                                  area.y() + (area.height() - fitted.height()) / 2),
-                           fitted);
-        draw(target);
-    };
+    painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    // The picture or the video, as large as the panel allows, kept in proportion and centred.
+    auto fitted = [this](QSize size) {
+        if (size.isEmpty()) {
+            size = QSize(16, 9);
+        }
+        const QSize scaled = size.scaled(this->size(), Qt::KeepAspectRatio);
+        return QRect(QPoint((width() - scaled.width()) / 2, (height() - scaled.height()) / 2), scaled);
+    };
+    if (m_coverShown && !m_cover.isNull()) {
+        painter.drawPixmap(fitted(m_cover.size()), m_cover);
+        return;
+    }
+    if (!m_coverShown && !m_frame.isNull()) {
+        const QRect target = fitted(m_frame.size());
+        painter.fillRect(target, Qt::black);
+        painter.drawImage(target, m_frame);
+        return;
+    }
+    // No picture (or no frame yet): a dark screen with a play sign.
+    const QRect screen = fitted(m_cover.isNull() ? QSize(16, 9) : m_cover.size());
+    painter.fillRect(screen, QColor(0x2a, 0x25, 0x22));
     if (m_coverShown) {
-        drawFitted(m_cover.size(), [&](const QRect& target) { painter.drawPixmap(target, m_cover); });
-    } else if (!m_frame.isNull()) {
-        drawFitted(m_frame.size(), [&](const QRect& target) { painter.drawImage(target, m_frame); });
+        const int side = std::max(12, std::min(screen.width(), screen.height()) / 4);
+        const QPointF centre = QRectF(screen).center();
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0xe8, 0xe0, 0xd8, 200));
+        painter.drawEllipse(centre, side * 0.75, side * 0.75);
+        painter.setBrush(QColor(0x5b, 0x4a, 0x3f));
+        const QPointF triangle[3] = {centre + QPointF(-side * 0.22, -side * 0.32),
+                                     centre + QPointF(-side * 0.22, side * 0.32),
+                                     centre + QPointF(side * 0.36, 0)};
+        painter.drawPolygon(triangle, 3);
     }
 }
 

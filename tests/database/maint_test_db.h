@@ -42,6 +42,12 @@ inline QByteArray PlainEnvelope(int count) {
     return EnvelopeBytes(values);
 }
 
+// The default rows' envelope: 6000 plain values, made once and shared.
+inline QByteArray DefaultEnvelope() {
+    static const QByteArray envelope = PlainEnvelope(6000);
+    return envelope;
+}
+
 // One row as stored. Defaults describe a healthy two-minute audio track with a 12,000-byte envelope.
 struct RawRow {
     QString sourceSize = QStringLiteral("5000000");  // bound as text; INTEGER affinity makes it a number
@@ -58,7 +64,7 @@ struct RawRow {
     QString info = QStringLiteral("Artist: A");
     bool infoNull = false;
     int64_t indexSize = 12000;
-    QByteArray indexData = PlainEnvelope(6000);
+    QByteArray indexData = DefaultEnvelope();
 };
 
 // Inserts `row`; returns its id, or -1 when the insert failed.

@@ -1,0 +1,180 @@
+// tembrix-cli check | import | stats: the check and import workers and the statistics figures, with
+// their lines on standard output as the windows would show them.
+
+#include <QEventLoop>
+#include <QThread>
+#include <QTimer>
+#include <atomic>
+#include <csignal>
+
+#include "cli/commands.h"
+#include "database/check_database.h"
+#include "database/import_database.h"
+#include "database/import_source.h"
+#include "database/index_store.h"
+#include "database/statistics.h"
+#include "util/file_utils.h"
+
+namespace tembrix::cli {
+
+namespace {
+
+std::atomic<bool> g_interrupted{false};
+
+extern "C" void OnInterrupt(int) {
+    g_interrupted = true;
+    std::signal(SIGINT, SIG_DFL);  // a second Ctrl+C ends the program at once
+}
+
+// Runs `worker` to its end while the main thread serves its notifications. The first Ctrl+C asks it to
+// stop, as the windows' Stop buttons do, so that it still reports and commits what it has done.
+void RunWorker(QThread& worker) {
+    g_interrupted = false;
+    const auto previous = std::signal(SIGINT, OnInterrupt);
+    QEventLoop loop;
+    QObject::connect(&worker, &QThread::finished, &loop, &QEventLoop::quit);
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &worker, [&worker] {
+        if (g_interrupted) {
+            worker.requestInterruption();
+        }
+    });
+    poll.start(20);
+    worker.start();
+    loop.exec();
+    worker.wait();
+    std::signal(SIGINT, previous);
+}
+
+}  // namespace
+
+int CmdCheck(const QStringList& args) {
+    const Options o = Parse(args, {QStringLiteral("db")},
+                            {QStringLiteral("no-duplicates"), QStringLiteral("no-empty"),
+                             QStringLiteral("sources"), QStringLiteral("no-index")});
+    if (!o.error.isEmpty() || !o.positional.isEmpty()) {
+        Err(o.error.isEmpty()
+                ? QStringLiteral(
+                      "Usage: tembrix-cli check [--db DB] [--no-duplicates] [--no-empty] [--sources] "
+                      "[--no-index]")
+                : o.error);
+        return kExitUsage;
+    }
+    TDataModule1 store;
+    if (!ConnectDatabase(store, o)) {
+        return kExitUsage;
+    }
+    CheckDatabase worker(store);
+    worker.checkDuplicates = !o.Has(QStringLiteral("no-duplicates"));
+    worker.checkEmptyFields = !o.Has(QStringLiteral("no-empty"));
+    worker.checkSourceFiles = o.Has(QStringLiteral("sources"));
+    // One switch for both index options, as the check window has one box for them.
+    worker.checkIndexValues = !o.Has(QStringLiteral("no-index"));
+    worker.checkIndexSizes = worker.checkIndexValues;
+    worker.finishPauseMs = 0;
+    int findings = 0;
+    int failures = 0;
+    worker.onLine = [&](const QString& line) {
+        ++findings;
+        Out(line);
+    };
+    worker.onFailure = [&](const QString& error) {
+        ++failures;
+        Out(error);
+    };
+    worker.onFinish = [] { Out(QStringLiteral("Проверка закончена!")); };
+    RunWorker(worker);
+    Out(QStringLiteral("Найдено замечаний: %1").arg(findings));
+    return findings == 0 && failures == 0 ? kExitOk : kExitPartial;
+}
+
+int CmdImport(const QStringList& args) {
+    const Options o = Parse(args, {QStringLiteral("db")}, {QStringLiteral("replace")});
+    if (!o.error.isEmpty() || o.positional.size() != 1) {
+        Err(o.error.isEmpty() ? QStringLiteral("Usage: tembrix-cli import [--db DB] [--replace] SOURCE")
+                              : o.error);
+        return kExitUsage;
+    }
+    TDataModule1 store;
+    if (!ConnectDatabase(store, o)) {
+        return kExitUsage;
+    }
+    const QString sourcePath = o.positional[0];
+    if (!FileExists(sourcePath)) {
+        Err(QStringLiteral("Выберите импортируемую базу данных!"));
+        return kExitUsage;
+    }
+    TDataModule2 source;
+    if (!source.Connect(sourcePath)) {
+        Err(QStringLiteral("Ошибка подключения импортируемой базы данных!"));
+        return kExitUsage;
+    }
+    ImportDatabase worker(store, source);
+    worker.replaceDuplicates = o.Has(QStringLiteral("replace"));
+    bool failed = false;
+    bool keysUnreadable = false;
+    worker.onLine = [&](const QString& line) {
+        Out(line);
+        if (!line.startsWith(QStringLiteral("Дубликат: "))) {
+            failed = true;
+            keysUnreadable =
+                keysUnreadable ||
+                line == QStringLiteral("Ошибка получения списка записей импортируемой базы данных!");
+        }
+    };
+    worker.onMessageBox = [&](const QString& text) {
+        Out(text);
+        if (text == QStringLiteral("Импорт остановлен!")) {
+            failed = true;
+        }
+    };
+    worker.onSummary = [](const QStringList& summary) {
+        for (const QString& line : summary) {
+            Out(line);
+        }
+    };
+    RunWorker(worker);
+    source.Disconnect();
+    if (keysUnreadable) {
+        return kExitUsage;
+    }
+    return failed ? kExitPartial : kExitOk;
+}
+
+int CmdStats(const QStringList& args) {
+    const Options o = Parse(args, {QStringLiteral("db")}, {});
+    if (!o.error.isEmpty() || !o.positional.isEmpty()) {
+        Err(o.error.isEmpty() ? QStringLiteral("Usage: tembrix-cli stats [--db DB]") : o.error);
+        return kExitUsage;
+    }
+    TDataModule1 store;
+    if (!ConnectDatabase(store, o)) {
+        return kExitUsage;
+    }
+    const DatabaseStatistics s = CollectStatistics(store);
+    for (const auto& [label, value] : s.totals) {
+        Out(label + u'=' + QString::number(value));
+    }
+    // Each grouped figure under the title of its chart.
+    const auto section = [](const QString& title, const QList<QPair<QString, qint64>>& rows) {
+        Out(QString());
+        Out(title + u':');
+        for (const auto& [par, val] : rows) {
+            Out(par + u'=' + QString::number(val));
+        }
+    };
+    section(QStringLiteral("Распределение количества файлов в зависимости от расширения"),
+            s.filesByExtension);
+    section(QStringLiteral("Распределение по часам в зависимости от расширения"), s.hoursByExtension);
+    section(QStringLiteral("Распределение количества файлов в зависимости от количества аудио дорожек"),
+            s.filesByTracks);
+    QList<QPair<QString, qint64>> classes;
+    for (const auto& [c, count] : s.durationClasses) {
+        classes.append({DurationClassLabel(c), count});
+    }
+    section(QStringLiteral("Количество аудио дорожек в зависимости от их продолжительности в минутах"),
+            classes);
+    return kExitOk;
+}
+
+}  // namespace tembrix::cli
