@@ -1,0 +1,205 @@
+#include "indexing/process_media_file.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include "app/indexing_queue.h"
+#include "database/index_store.h"
+#include "indexing/digests.h"
+#include "indexing/logs.h"
+#include "indexing/media_tools.h"
+#include "indexing/tool_locator.h"
+#include "util/file_utils.h"
+#include "util/path_utils.h"
+#include "util/synchronize.h"
+#include "util/text_utils.h"
+
+namespace tembrix {
+
+ProcessMediaFile::ProcessMediaFile(TDataModule1& store, const WorkerSetup& setup, QObject* parent)
+    : QThread(parent), m_store(store), m_setup(setup) {}
+
+ProcessMediaFile::~ProcessMediaFile() {
+    if (isRunning()) {
+        JoinThread(this);
+    }
+}
+
+void ProcessMediaFile::run() {
+    Execute();
+}
+
+QString ProcessMediaFile::Subdirectory() const {
+    return JoinPath(m_setup.workDir, QString::number(workerNumber));
+}
+
+void ProcessMediaFile::CheckPathOnMainThread() {
+    storeResult = m_store.FindPath(indexRecord);
+    if (storeResult == TDataModule1::kFailed) {
+        status = kStatusQueryFailed1;
+    } else if (storeResult == 1) {
+        status = kStatusAlreadyIndexedText;
+    }
+}
+
+void ProcessMediaFile::InsertOnMainThread() {
+    const QByteArray blob = currentEnvelope ? currentEnvelope->Blob() : QByteArray();
+    storeResult = m_store.InsertRecordWithIndex(indexRecord, blob.constData());
+    if (storeResult == TDataModule1::kDuplicate) {
+        status = kStatusDuplicateTrack;
+    } else if (storeResult != TDataModule1::kOk) {
+        status = kStatusQueryFailed;
+    } else {
+        ++insertedTracks;
+        insertedSeconds += indexRecord.duration;
+    }
+}
+
+bool ProcessMediaFile::IndexRawFile(const QString& rawFile, const QString& waveFile,
+                                    const QString& workingFile, const QString& tagTool, int track) {
+    // Sizes are 64-bit: a track of more than about six hours is not taken for a short one.
+    if (FileSize(rawFile) < kMinimumRawSize) {
+        status = kStatusTooShort;
+        ProgramLog(QStringLiteral("Insert record error"));
+        if (!waveFile.isEmpty()) {
+            QFile::remove(waveFile);
+        }
+        QFile::remove(rawFile);
+        return false;
+    }
+    RawEnvelope raw = EnvelopeOfRawFile(rawFile);
+    if (!raw.ok) {
+        status = kStatusConvertFailed;
+        QFile::remove(rawFile);
+        return false;
+    }
+    currentEnvelope = std::move(raw.envelope);
+    indexRecord.duration = raw.duration;
+    indexRecord.audio_track = track;
+    indexRecord.index_size = currentEnvelope->Count() * 2;
+
+    if (IsTagBearing(ExtensionOf(workingFile))) {
+        const TagText tags = ReadTags(tagTool, workingFile, Subdirectory());
+        if (tags.readFailed) {
+            ProgramLog(QStringLiteral("Error: ") + ToolFileName(QStringLiteral("id3-tags-cli")) + u' ' +
+                       workingFile);
+        } else {
+            indexRecord.info = tags.text;
+        }
+    } else {
+        indexRecord.info.clear();
+    }
+
+    if (!waveFile.isEmpty()) {
+        QFile::remove(waveFile);
+    }
+    QFile::remove(rawFile);
+    Synchronize([this] { InsertOnMainThread(); });
+    currentEnvelope.reset();
+    if (!status.isEmpty()) {
+        ProgramLog(QStringLiteral("Insert record error"));
+        return false;
+    }
+    return true;
+}
+
+void ProcessMediaFile::Execute() {
+    // 1. The file's own fields.
+    indexRecord = IndexRecord();
+    indexRecord.source_path = sourcePath;
+    indexRecord.source_file_name = NameWithoutExtension(FileNameOf(sourcePath));
+    indexRecord.source_size = FileSize(sourcePath);
+    const QFileInfo sourceInfo(sourcePath);
+    indexRecord.created = sourceInfo.exists() ? DateTimeText(sourceInfo.lastModified()) : QString();
+    const QString extension = ExtensionOf(sourcePath);
+    indexRecord.extension = QString(extension).remove(u'.');
+    indexRecord.type = MediaTypeOf(extension);
+
+    // 2. Already indexed under this path?
+    Synchronize([this] { CheckPathOnMainThread(); });
+    if (!status.isEmpty()) {
+        return;
+    }
+
+    // 3-4. The scratch subfolder, emptied.
+    const QString subdirectory = Subdirectory();
+    if (!FolderExists(subdirectory)) {
+        QDir().mkdir(subdirectory);
+        if (!FolderExists(subdirectory)) {
+            status = kStatusNoSubfolder;
+            return;
+        }
+    }
+    if (!DeleteFilesBelow(subdirectory)) {
+        ProgramLog(QStringLiteral("Clear work directory error"));
+    }
+
+    // 5. The file to work on.
+    QString workingFile = sourcePath;
+    if (m_setup.copyToWorkDir) {
+        workingFile = JoinPath(subdirectory, FileNameOf(sourcePath));
+        QFile::remove(workingFile);
+        if (!QFile::copy(sourcePath, workingFile)) {
+            status = kStatusCopyFailed;
+            return;
+        }
+    }
+
+    // 6. Digests from one read pass.
+    const FileDigests digests = DigestFile(workingFile);
+    if (!digests.ok) {
+        status = kStatusSourceUnreadable;
+        return;
+    }
+    indexRecord.sha2 = digests.sha256;
+    indexRecord.md5 = digests.md5;
+
+    // 7.
+    const QString waveFile = JoinPath(subdirectory, QStringLiteral("data.wav"));
+    const QString rawFile = JoinPath(subdirectory, QStringLiteral("data.dat"));
+    const QString workingExtension = ExtensionOf(workingFile);
+
+    if (IsDirectAudio(workingExtension)) {
+        // 10. One track, converted by SoX straight from the file.
+        if (!ConvertToRaw(m_setup.soxPath, workingFile, rawFile, m_setup.workDir)) {
+            status = kStatusConvertFailed;
+            return;
+        }
+        indexRecord.all_tracks = 1;
+        const QString tagTool = JoinPath(JoinPath(m_setup.programDir, QStringLiteral("id3-tags")),
+                                         ToolFileName(QStringLiteral("id3-tags-cli")));
+        if (!IndexRawFile(rawFile, QString(), workingFile, tagTool, 0)) {
+            return;
+        }
+    } else {
+        // 8. How many tracks.
+        if (IsMultiTrack(workingExtension)) {
+            indexRecord.all_tracks = CountAudioTracks(m_setup.ffmpegPath, workingFile, subdirectory);
+        } else {
+            indexRecord.all_tracks = 1;
+        }
+        // 9. Each track through ffmpeg, then SoX. A container without audio gives no row and no message.
+        const QString tagTool = JoinPath(m_setup.programDir, ToolFileName(QStringLiteral("id3-tags-cli")));
+        for (int track = 0; track < indexRecord.all_tracks; ++track) {
+            if (!ExtractAudioTrack(m_setup.ffmpegPath, workingFile, waveFile, track, m_setup.workDir)) {
+                status = kStatusExtractFailed;
+                return;
+            }
+            if (!ConvertToRaw(m_setup.soxPath, waveFile, rawFile, m_setup.workDir)) {
+                status = kStatusConvertFailed;
+                return;
+            }
+            if (!IndexRawFile(rawFile, waveFile, workingFile, tagTool, track)) {
+                return;
+            }
+        }
+    }
+
+    // 11. Normal end.
+    if (m_setup.copyToWorkDir) {
+        QFile::remove(workingFile);
+    }
+}
+
+}  // namespace tembrix
