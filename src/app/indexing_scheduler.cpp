@@ -1,0 +1,248 @@
+#include "app/indexing_scheduler.h"
+
+#include <algorithm>
+
+#include "app/indexing_queue.h"
+#include "app/settings.h"
+#include "app/user_messages.h"
+#include "database/index_store.h"
+#include "indexing/process_media_file.h"
+#include "util/file_utils.h"
+#include "util/path_utils.h"
+#include "util/synchronize.h"
+
+namespace tembrix {
+
+namespace {
+
+constexpr int kDispatcherInterval = 500;  // ms
+constexpr int kStopGrace = 1000;          // ms
+
+}  // namespace
+
+IndexingScheduler::IndexingScheduler(IndexingQueue& queue, TDataModule1& store, const Settings& settings,
+                                     const QString& programDir, int slotCount, QObject* parent)
+    : QObject(parent),
+      m_queue(queue),
+      m_store(store),
+      m_settings(settings),
+      m_programDir(programDir),
+      m_locator(programDir),
+      m_slots(static_cast<size_t>(std::max(slotCount, 1)), nullptr) {
+    m_timer2.setInterval(kDispatcherInterval);
+    connect(&m_timer2, &QTimer::timeout, this, &IndexingScheduler::Timer2Timer);
+}
+
+IndexingScheduler::~IndexingScheduler() {
+    m_timer2.stop();
+    for (ProcessMediaFile*& worker : m_slots) {
+        if (worker != nullptr) {
+            worker->requestInterruption();
+            JoinThread(worker);
+            delete worker;
+            worker = nullptr;
+        }
+    }
+}
+
+QString IndexingScheduler::SoxPath() {
+    return m_settings.soxPath.isEmpty() ? m_locator.LocateSox() : m_settings.soxPath;
+}
+
+QString IndexingScheduler::FfmpegPath() {
+    return m_settings.ffmpegPath.isEmpty() ? m_locator.LocateFfmpeg() : m_settings.ffmpegPath;
+}
+
+QString IndexingScheduler::SlotPath(int slot) const {
+    if (slot < 0 || slot >= SlotCount() || m_slots[static_cast<size_t>(slot)] == nullptr) {
+        return QString();
+    }
+    return m_slots[static_cast<size_t>(slot)]->sourcePath;
+}
+
+int IndexingScheduler::ThreadLimit() const {
+    return std::clamp(m_settings.threads, 0, SlotCount());
+}
+
+void IndexingScheduler::AddReport(int list, const QString& line) {
+    switch (list) {
+        case kSuccessList:
+            m_successes.append(line);
+            break;
+        case kErrorList:
+            m_errors.append(line);
+            break;
+        default:
+            m_already.append(line);
+            break;
+    }
+    Q_EMIT reportLine(list, line);
+}
+
+IndexingScheduler::StartResult IndexingScheduler::StartExecute() {
+    if (m_running) {
+        return StartResult::Started;
+    }
+    if (m_settings.workDir.isEmpty() || !FolderExists(m_settings.workDir)) {
+        Messages().ShowMessage(QStringLiteral("Выберите рабочий каталог!"));
+        return StartResult::NoWorkDir;
+    }
+    if (m_settings.dbPath.isEmpty() || !FileExists(m_settings.dbPath)) {
+        Messages().ShowMessage(QStringLiteral("Выберите или создайте базу данных!"));
+        return StartResult::NoDatabase;
+    }
+    const QString ffmpeg = FfmpegPath();
+    if (ffmpeg.isEmpty() || !FileExists(ffmpeg)) {
+        Messages().ShowMessage(
+            QStringLiteral("Отсутствует утилита FFMPEG! Установите её пожалуйста и укажите её путь!"));
+        return StartResult::NoFfmpeg;
+    }
+    const QString sox = SoxPath();
+    if (sox.isEmpty() || !FileExists(sox)) {
+        Messages().ShowMessage(
+            QStringLiteral("Отсутствует утилита SOX! Установите её пожалуйста и укажите её путь!"));
+        return StartResult::NoSox;
+    }
+    if (m_queue.Count() == 0) {
+        Messages().ShowMessage(QStringLiteral("Добавьте в список аудио или видео файлы!"));
+        return StartResult::EmptyQueue;
+    }
+    m_successes.clear();
+    m_errors.clear();
+    m_already.clear();
+    m_tracksIndexed = 0;
+    m_secondsIndexed = 0;
+    Q_EMIT reportCleared();
+    ClearWorkDirectoryExecute();
+    m_running = true;
+    m_timer2.start();
+    Q_EMIT runningChanged(true);
+    return StartResult::Started;
+}
+
+void IndexingScheduler::Collect() {
+    for (ProcessMediaFile*& worker : m_slots) {
+        if (worker == nullptr || !worker->isFinished()) {
+            continue;
+        }
+        const QString path = worker->sourcePath;
+        if (worker->status.isEmpty()) {
+            AddReport(kSuccessList, QStringLiteral("Обработан успешно: ") + path);
+            m_queue.SetStatus(kStatusDone, path);
+        } else if (worker->status == kStatusAlreadyIndexedText) {
+            AddReport(kAlreadyList, QStringLiteral("Уже проиндексирован - ") + path);
+            m_queue.SetStatus(kStatusAlreadyIndexed, path);
+        } else {
+            AddReport(kErrorList, worker->status + QStringLiteral(" - ") + path);
+            m_queue.SetStatus(kStatusError, path);
+        }
+        m_tracksIndexed += worker->insertedTracks;
+        m_secondsIndexed += worker->insertedSeconds;
+        delete worker;
+        worker = nullptr;
+    }
+}
+
+void IndexingScheduler::Launch() {
+    const int limit = ThreadLimit();
+    for (int slot = 0; slot < limit; ++slot) {
+        ProcessMediaFile*& worker = m_slots[static_cast<size_t>(slot)];
+        if (worker != nullptr) {
+            continue;
+        }
+        const QString path = m_queue.NextWithStatus(QString());
+        if (path.isEmpty()) {
+            return;
+        }
+        WorkerSetup setup;
+        setup.workDir = m_settings.workDir;
+        setup.soxPath = SoxPath();
+        setup.ffmpegPath = FfmpegPath();
+        setup.programDir = m_programDir;
+        setup.copyToWorkDir = m_settings.copyToWorkDir;
+        worker = new ProcessMediaFile(m_store, setup);
+        worker->sourcePath = path;
+        worker->workerNumber = slot;
+        worker->start();
+        m_queue.SetStatus(kStatusInWork, path);
+    }
+}
+
+void IndexingScheduler::Timer2Timer() {
+    if (!m_running || m_busy) {
+        return;
+    }
+    m_busy = true;
+    Collect();
+    Launch();
+    Q_EMIT queueChanged();
+    if (!m_running) {  // stopped from a handler of queueChanged
+        m_busy = false;
+        return;
+    }
+    const bool anyWorker =
+        std::any_of(m_slots.begin(), m_slots.end(), [](const ProcessMediaFile* w) { return w != nullptr; });
+    if (anyWorker) {
+        m_busy = false;
+        return;
+    }
+    m_timer2.stop();
+    m_busy = false;
+    m_store.Commit();
+    m_running = false;
+    Q_EMIT runningChanged(false);
+    Messages().ShowMessage(QStringLiteral("Задание выполнено!"));
+    Q_EMIT jobFinished();
+}
+
+void IndexingScheduler::StopExecute() {
+    if (!m_running) {
+        return;
+    }
+    m_timer2.stop();
+    // Workers blocked in a call onto this thread must still get it answered while we wait.
+    WaitDelivering(kStopGrace);
+    for (ProcessMediaFile*& worker : m_slots) {
+        if (worker == nullptr) {
+            continue;
+        }
+        worker->requestInterruption();
+        const QString path = worker->sourcePath;
+        m_queue.SetStatus(kStatusStopped, path);
+        AddReport(kErrorList, QStringLiteral("Остановлен: ") + path);
+        JoinThread(worker);
+        m_tracksIndexed += worker->insertedTracks;
+        m_secondsIndexed += worker->insertedSeconds;
+        delete worker;
+        worker = nullptr;
+    }
+    ClearWorkDirectoryExecute();
+    m_running = false;
+    Q_EMIT queueChanged();
+    Q_EMIT runningChanged(false);
+    Messages().ShowMessage(QStringLiteral("Индексация остановлена!"));
+    Q_EMIT jobFinished();
+}
+
+void IndexingScheduler::ClearWorkDirectoryExecute() {
+    if (m_settings.workDir.isEmpty()) {
+        return;
+    }
+    for (int n = 0; n < SlotCount(); ++n) {
+        const QString folder = JoinPath(m_settings.workDir, QString::number(n));
+        if (FolderExists(folder)) {
+            RemoveFolder(folder);
+        }
+    }
+}
+
+QStringList QueueCounterTexts(const IndexingQueue& queue) {
+    return {QStringLiteral("Кол-во файлов: %1").arg(queue.Count()),
+            QStringLiteral("Обработано: %1").arg(queue.CountWithStatus(kStatusDone)),
+            QStringLiteral("Ошибка: %1").arg(queue.CountWithStatus(kStatusError)),
+            QStringLiteral("Проиндексировано ранее: %1").arg(queue.CountWithStatus(kStatusAlreadyIndexed)),
+            QStringLiteral("В обработке: %1").arg(queue.CountWithStatus(kStatusInWork)),
+            QStringLiteral("Осталось: %1").arg(queue.CountWithStatus(QString()))};
+}
+
+}  // namespace tembrix
