@@ -20,6 +20,7 @@ struct Command {
 const Command kCommands[] = {
     {"envelope", CmdEnvelope}, {"create", CmdCreate}, {"list", CmdList},
     {"show", CmdShow},         {"clear", CmdClear},   {"vacuum", CmdVacuum},
+    {"index", CmdIndex},
     {"check", CmdCheck},       {"import", CmdImport}, {"stats", CmdStats},
 };
 

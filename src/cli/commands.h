@@ -59,6 +59,7 @@ int CmdList(const QStringList& args);
 int CmdShow(const QStringList& args);
 int CmdClear(const QStringList& args);
 int CmdVacuum(const QStringList& args);
+int CmdIndex(const QStringList& args);
 int CmdCheck(const QStringList& args);
 int CmdImport(const QStringList& args);
 int CmdStats(const QStringList& args);
