@@ -91,12 +91,14 @@ protected:
         mismatch.indexSize = 5000;
         mismatch.indexData = test::PlainEnvelope(3000);
         RawRow negative = Row("n1", existing);
-        std::vector<uint16_t> values(6000, 7);
+        std::vector<uint16_t> values(6003, 7);  // three values past the last group of four
         values[10] = 0x7FFF;
         values[20] = 0x8000;
         values[30] = 0xFFFF;
         values[5999] = 0x8001;
+        values[6002] = 0x8000;
         negative.indexData = test::EnvelopeBytes(values);
+        negative.indexSize = negative.indexData.size();
         RawRow noBlob = Row("z1", existing);
         noBlob.indexSize = 0;
         noBlob.indexData.clear();
@@ -151,7 +153,7 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
         "Id=9\tРазмер индексных данных (1001) менее минуты!",
         "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)",
         "Id=10\tРазмер индексных данных (6000) менее минуты!",
-        "Id=11\tОбнаружено (3) отрицательных значений огибающей!",
+        "Id=11\tОбнаружено (4) отрицательных значений огибающей!",
         "Id=13\tИндексные данные отстутствуют!",
         "Id=14\tРазмер индексных данных (5999) менее минуты!",
     };
@@ -163,6 +165,17 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
     EXPECT_EQ(run.finishProgress, 100);
     EXPECT_TRUE(run.finishedLast);
     EXPECT_TRUE(messages.shown.isEmpty());
+}
+
+TEST_F(CheckDatabaseTest, CountsEveryNegativeValueOfAVeryLongEnvelope) {
+    // Nearly seven hours of audio, every value negative: far more than any small counter holds.
+    RawRow longTrack = Row("long", existing);
+    longTrack.indexData = test::EnvelopeBytes(std::vector<uint16_t>(2500001, 0xFFFF));
+    longTrack.indexSize = longTrack.indexData.size();
+    Make({longTrack});
+    CheckDatabase worker(store);
+    const CheckRun run = RunCheck(worker);
+    EXPECT_EQ(run.lines, QStringList{"Id=1\tОбнаружено (2500001) отрицательных значений огибающей!"});
 }
 
 TEST_F(CheckDatabaseTest, EachOptionSkipsOnlyItsPass) {

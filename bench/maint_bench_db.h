@@ -1,0 +1,108 @@
+#pragma once
+// Databases for the maintenance benchmarks: rows like the indexer writes them (48,000-byte envelopes,
+// eight minutes of audio each), made straight through SQLite in one transaction. Large files are kept
+// in the temporary folder between runs and made again only when missing or of another size.
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QString>
+#include <QtEndian>
+#include <cstdio>
+#include <vector>
+
+#include "database/index_record.h"
+#include "database/sqlite.h"
+
+namespace tembrix::bench {
+
+constexpr int kEnvelopeBytes = 48000;
+
+inline QString BenchPath(const QString& name) {
+    return QDir::tempPath() + QStringLiteral("/tembrix-bench-") + name + QStringLiteral(".db");
+}
+
+// Row `key` of a collection: its md5 and sizes follow from `key`, so two databases made with the same
+// keys hold duplicates of each other. Types, extensions, track counts and durations vary as in a real
+// collection (four in five rows audio).
+inline bool InsertRow(SqliteStatement& q, int key, const QByteArray& envelope) {
+    static const char* const kExtensions[] = {"mp3", "flac", "ogg", "m4a", "wav", "mkv", "mp4"};
+    const bool video = key % 5 == 4;
+    const char* extension = video ? kExtensions[5 + key % 2] : kExtensions[key % 5];
+    const QString md5 =
+        QStringLiteral("%1").arg(static_cast<uint>(key) * 2654435761u, 32, 16, QLatin1Char('0'));
+    q.Bind(":SS", static_cast<int64_t>(3000000 + key));
+    q.Bind(":SHA2", QStringLiteral("%1").arg(key, 64, 16, QLatin1Char('0')));
+    q.Bind(":MD5", md5);
+    q.Bind(":DUR", static_cast<int64_t>(60 + (key * 37) % 7200));
+    q.Bind(":PATH", QStringLiteral("/home/user/Музыка/Исполнитель %1/Альбом/%2.%3")
+                        .arg(key % 300)
+                        .arg(key)
+                        .arg(QLatin1String(extension)));
+    q.Bind(":NAME", QString::number(key));
+    q.Bind(":EXT", QString::fromLatin1(extension));
+    q.Bind(":TYPE", video ? kTypeVideo : kTypeAudio);
+    q.Bind(":TRACK", static_cast<int64_t>(0));
+    q.Bind(":TRACKS", static_cast<int64_t>(video ? 1 + key % 3 : 1));
+    q.Bind(":CREATED", QStringLiteral("01.02.2024 10:11:12"));
+    q.Bind(":INFO",
+           key % 3 == 0 ? QString() : QStringLiteral("Artist: Исполнитель\nTitle: Песня %1\n").arg(key));
+    q.Bind(":ISIZE", static_cast<int64_t>(envelope.size()));
+    q.BindBlob(":IDATA", envelope.constData(), envelope.size());
+    return q.Run();
+}
+
+// Makes `path` afresh with table Data, the look-up indexes and one row for each key in [first, last).
+inline bool MakeCollection(const QString& path, int first, int last) {
+    QFile::remove(path);
+    SqliteConnection c;
+    if (!c.Open(path) || !c.Exec(kCreateTableSql) || !c.Exec(kCreateTrackIndexSql) ||
+        !c.Exec(kCreatePathIndexSql) || !c.Exec("BEGIN")) {
+        return false;
+    }
+    QByteArray envelope(kEnvelopeBytes, '\0');
+    QRandomGenerator random(7);
+    for (int i = 0; i < kEnvelopeBytes / 2; ++i) {
+        qToLittleEndian<uint16_t>(static_cast<uint16_t>(random.bounded(20000)), envelope.data() + 2 * i);
+    }
+    for (int key = first; key < last; ++key) {
+        qToLittleEndian<uint32_t>(static_cast<uint32_t>(key), envelope.data());  // no two blobs alike
+        SqliteStatement insert(c.Handle(),
+                               "INSERT INTO Data (source_size, sha2, md5, duration, source_path, "
+                               "source_file_name, extension, type, audio_track, all_tracks, created, info, "
+                               "index_size, index_data) VALUES (:SS, :SHA2, :MD5, :DUR, :PATH, :NAME, :EXT, "
+                               ":TYPE, :TRACK, :TRACKS, :CREATED, :INFO, :ISIZE, :IDATA)");
+        if (!InsertRow(insert, key, envelope)) {
+            return false;
+        }
+    }
+    return c.Exec("COMMIT");
+}
+
+// The number of rows of `path`, or -1.
+inline int64_t RowCount(const QString& path) {
+    if (!QFile::exists(path)) {
+        return -1;
+    }
+    SqliteConnection c;
+    if (!c.Open(path)) {
+        return -1;
+    }
+    SqliteStatement q(c.Handle(), "SELECT count(*) FROM Data");
+    return q.Next() ? q.Int64(0) : -1;
+}
+
+// `path` with the rows of keys [first, last), made unless a file of that many rows is there already.
+inline QString Collection(const QString& name, int first, int last) {
+    const QString path = BenchPath(name);
+    if (RowCount(path) != last - first) {
+        std::fprintf(stderr, "making %s (%d rows)...\n", path.toUtf8().constData(), last - first);
+        if (!MakeCollection(path, first, last)) {
+            std::fprintf(stderr, "could not make %s\n", path.toUtf8().constData());
+            return {};
+        }
+    }
+    return path;
+}
+
+}  // namespace tembrix::bench
