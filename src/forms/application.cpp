@@ -1,9 +1,60 @@
 #include "forms/application.h"
 
 #include <QApplication>
+#include <QFile>
+#include <QMessageBox>
+#include <QStyleFactory>
 #include <cstdio>
+#include <exception>
+
+#include "app/settings.h"
+#include "database/index_store.h"
+#include "forms/gui_messages.h"
+#include "forms/main_window.h"
+#include "util/path_utils.h"
+
+// The resources of the forms library (a static library: they are registered by hand).
+static void InitFormsResources() {
+    Q_INIT_RESOURCE(forms);
+}
 
 namespace tembrix {
+
+namespace {
+
+QWidget* MainWindowForBoxes() {
+    QWidget* active = QApplication::activeModalWidget();
+    if (active == nullptr) {
+        active = QApplication::activeWindow();
+    }
+    return active;
+}
+
+}  // namespace
+
+QString StyleSheetName() {
+    return QStringLiteral("Smokey Quartz Kamri.qss");
+}
+
+bool ApplyProgramStyle(QApplication& app, const QString& programDir) {
+    InitFormsResources();
+    app.setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    // A style sheet beside the program wins over the one built in, so the look can be changed without a
+    // new build.
+    const QString candidates[] = {JoinPath(programDir, StyleSheetName()),
+                                  QStringLiteral(":/tembrix/") + StyleSheetName()};
+    for (const QString& path : candidates) {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly)) {
+            const QByteArray text = file.readAll();
+            if (!text.isEmpty()) {
+                app.setStyleSheet(QString::fromUtf8(text));
+                return true;
+            }
+        }
+    }
+    return false;  // unstyled
+}
 
 int RunDesktopProgram(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
@@ -17,9 +68,29 @@ int RunDesktopProgram(int argc, char** argv) {
         return 2;
     }
     QApplication app(argc, argv);
+    // The application's title; no display name, which the desktop would append to every window title.
     QApplication::setApplicationName(QStringLiteral("Тембрикс"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Тембрикс"));
-    return 0;
+    ApplyProgramStyle(app, QApplication::applicationDirPath());
+    GuiMessages messages(&MainWindowForBoxes);
+    UserMessages* previous = SetMessages(&messages);
+    int result = 1;
+    try {
+        // The index store lives as long as the windows that use it.
+        TDataModule1 store;
+        TForm1 form1(store, QApplication::applicationFilePath(), LogicalProcessors());
+        // The report and browser windows are separate top-level windows: the program ends with the
+        // main window, not with the last window.
+        app.setQuitOnLastWindowClosed(false);
+        QObject::connect(&form1, &TForm1::closed, &app, &QCoreApplication::quit, Qt::QueuedConnection);
+        form1.show();
+        result = QApplication::exec();
+    } catch (const std::exception& error) {
+        QMessageBox::critical(nullptr, QApplication::applicationName(), QString::fromLocal8Bit(error.what()));
+    } catch (...) {
+        QMessageBox::critical(nullptr, QApplication::applicationName(), QStringLiteral("Неизвестная ошибка"));
+    }
+    SetMessages(previous);
+    return result;
 }
 
 }  // namespace tembrix

@@ -1,0 +1,244 @@
+// The main window's database and program commands: create, clear, compact and switch the database, the
+// browser, check, import and statistics windows, restart, the companion program, help, about and the
+// maker's web pages.
+
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QProcess>
+#include <QUrl>
+
+#include "app/indexing_scheduler.h"
+#include "app/user_messages.h"
+#include "database/index_store.h"
+#include "forms/main_window.h"
+#include "forms/web_links.h"
+#include "util/file_utils.h"
+#include "util/path_utils.h"
+
+#if __has_include("forms/check_window.h")
+#include "forms/check_window.h"
+#define TEMBRIX_HAVE_CHECK_WINDOW 1
+#endif
+#if __has_include("forms/import_window.h") && __has_include("database/import_source.h")
+#include "database/import_source.h"
+#include "forms/import_window.h"
+#define TEMBRIX_HAVE_IMPORT_WINDOW 1
+#endif
+#if __has_include("forms/browser_window.h")
+#include "forms/browser_window.h"
+#define TEMBRIX_HAVE_BROWSER_WINDOW 1
+#endif
+#if __has_include("forms/statistics_window.h")
+#include "forms/statistics_window.h"
+#define TEMBRIX_HAVE_STATISTICS_WINDOW 1
+#endif
+#if __has_include("forms/about_box.h")
+#include "forms/about_box.h"
+#define TEMBRIX_HAVE_ABOUT_BOX 1
+#endif
+
+namespace tembrix {
+
+namespace {
+
+const QString kNotConnected = QStringLiteral("База данных не подключена!");
+const QString kDatabaseFilter = QStringLiteral("База данных (*.db)");
+const QString kNotFound = QStringLiteral("Не найден файл: ");
+
+QString ExecutableName(const QString& name) {
+#ifdef Q_OS_WIN
+    return name + QStringLiteral(".exe");
+#else
+    return name;
+#endif
+}
+
+}  // namespace
+
+void TForm1::N9Click() {
+    const QString initial =
+        m_lastDatabaseName.isEmpty() ? InitialFolder(QStringLiteral("database")) : m_lastDatabaseName;
+    QString name = Messages().ChooseSaveFile(QStringLiteral("Создать базу данных"), initial, kDatabaseFilter);
+    if (name.isEmpty()) {
+        return;
+    }
+    name = ForceExtension(name, QStringLiteral(".db"));
+    m_lastDatabaseName = name;
+    m_settings.dbPath = name;
+    m_store.Disconnect();
+    if (m_store.Connect(name)) {
+        m_store.CreateTable();
+        WriteINIExecute();
+    } else {
+        m_settings.dbPath.clear();
+    }
+    Timer3Timer();
+}
+
+void TForm1::N11Click() {
+    if (!m_store.IsConnected()) {
+        Messages().ShowMessage(kNotConnected);
+        return;
+    }
+    if (!Messages().AskYesNo(QStringLiteral("Требуется подтверждение"),
+                             QStringLiteral("Вы точно хотите удалить все записи?"))) {
+        return;
+    }
+    m_store.ClearTable();
+    m_store.Vacuum();
+    m_store.Commit();
+    Messages().ShowMessage(QStringLiteral("База данных успешно очищена!"));
+}
+
+void TForm1::N42Click() {
+    if (!m_store.IsConnected()) {
+        Messages().ShowMessage(kNotConnected);
+        return;
+    }
+    Messages().ShowMessage(m_store.Vacuum() ? QStringLiteral("База данных сжата!")
+                                            : QStringLiteral("Операция завершилась ошибкой!"));
+}
+
+void TForm1::N14Click() {
+    const QString file = Messages().ChooseOpenFile(
+        QStringLiteral("Открыть базу данных"), InitialFolder(QStringLiteral("database")), kDatabaseFilter);
+    if (file.isEmpty()) {
+        return;
+    }
+    if (!FileExists(file)) {
+        Messages().ShowMessage(kNotFound + file);
+        return;
+    }
+    if (m_store.IsConnected()) {
+        m_store.Disconnect();
+    }
+    m_settings.dbPath = file;
+    m_store.Connect(file);
+    WriteINIExecute();
+    if (!IsFileReadWritable(file)) {
+        Messages().ShowMessage(QStringLiteral("База данных доступна только для чтения: ") + file);
+    }
+    Timer3Timer();
+}
+
+void TForm1::N16Click() {
+    StopPlayExecute();
+#ifdef TEMBRIX_HAVE_BROWSER_WINDOW
+    if (!m_form9) {
+        m_form9 = new TForm9(m_store, this);
+    }
+    m_form9->show();
+    m_form9->raise();
+    m_form9->activateWindow();
+#endif
+}
+
+void TForm1::N39Click() {
+    if (m_scheduler->IsRunning()) {
+        Messages().ShowMessage(QStringLiteral("Перед началом проверки остановите индексацию данных!"));
+        return;
+    }
+    StopPlayExecute();
+#ifdef TEMBRIX_HAVE_CHECK_WINDOW
+    TForm7 check(m_store, this);
+    RunModal(check);
+#endif
+}
+
+void TForm1::N41Click() {
+    if (m_scheduler->IsRunning()) {
+        Messages().ShowMessage(QStringLiteral("Перед началом импорта остановите индексацию данных!"));
+        return;
+    }
+    StopPlayExecute();
+#ifdef TEMBRIX_HAVE_IMPORT_WINDOW
+    if (!m_source) {
+        m_source = std::make_shared<TDataModule2>();
+    }
+    TForm8 import(m_store, *m_source, this);
+    RunModal(import);
+#endif
+}
+
+void TForm1::N44Click() {
+    if (!m_store.IsConnected()) {
+        Messages().ShowMessage(kNotConnected);
+        return;
+    }
+    StopPlayExecute();
+#ifdef TEMBRIX_HAVE_STATISTICS_WINDOW
+    TForm10 statistics(m_store, this);
+    RunModal(statistics);
+#endif
+}
+
+void TForm1::N47Click() {
+    if (!FileExists(m_executablePath) || !QProcess::startDetached(m_executablePath, {})) {
+        Messages().ShowMessage(kNotFound + m_executablePath);
+        return;
+    }
+    QCoreApplication::quit();
+}
+
+void TForm1::N49Click() {
+    const QString companion = JoinPath(m_files.programDir, ExecutableName(QStringLiteral("Vokalis")));
+    if (!FileExists(companion)) {
+        Messages().ShowMessage(kNotFound + companion);
+        return;
+    }
+    // A program is started directly: the desktop's "open" would show an executable file, not run it.
+    if (!QProcess::startDetached(companion, {})) {
+        Messages().ShowMessage(QStringLiteral("Не удалось запустить программу: ") + companion);
+    }
+}
+
+void TForm1::N27Click() {
+    const QString helpFile = JoinPath(m_files.programDir, QStringLiteral("Вокалис.chm"));
+    if (FileExists(helpFile)) {
+        OpenLocalFile(helpFile);
+        return;
+    }
+    // Without the help file (it comes with the companion program) the program's own guide is shown.
+    const QString guide =
+        JoinPath(JoinPath(JoinPath(m_files.programDir, QStringLiteral("content")), QStringLiteral("guide")),
+                 QStringLiteral("index.html"));
+    if (FileExists(guide)) {
+        OpenLocalFile(guide);
+        return;
+    }
+    Messages().ShowMessage(kNotFound + helpFile);
+}
+
+void TForm1::N28Click() {
+    StopPlayExecute();
+#ifdef TEMBRIX_HAVE_ABOUT_BOX
+    TAboutBox about(this);
+    RunModal(about);
+#endif
+}
+
+void TForm1::N52Click() {
+    QDesktopServices::openUrl(QUrl(links::kBugReport));
+}
+
+void TForm1::N53Click() {
+    QDesktopServices::openUrl(QUrl(links::kReview));
+}
+
+void TForm1::N54Click() {
+    QDesktopServices::openUrl(QUrl(links::kSupportMail));
+}
+
+void TForm1::N55Click() {
+    QDesktopServices::openUrl(QUrl(links::kContactForm));
+}
+
+bool TForm1::OpenLocalFile(const QString& path) {
+    if (!FileExists(path)) {
+        Messages().ShowMessage(kNotFound + path);
+        return false;
+    }
+    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+}  // namespace tembrix

@@ -1,0 +1,606 @@
+#include "forms/main_window.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QElapsedTimer>
+#include <QFutureWatcher>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QStyledItemDelegate>
+#include <QTableView>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include "app/indexing_scheduler.h"
+#include "app/user_messages.h"
+#include "database/index_store.h"
+#include "forms/help_video_panel.h"
+#include "forms/queue_model.h"
+#include "forms/report_window.h"
+#include "forms/settings_dialog.h"
+#include "indexing/logs.h"
+#include "util/file_utils.h"
+#include "util/path_utils.h"
+
+namespace tembrix {
+
+namespace {
+
+const QString kCaptionIdle = QStringLiteral("Начать индексацию");
+const QString kCaptionRunning = QStringLiteral("Остановить индексацию");
+const QString kConfirmTitle = QStringLiteral("Требуется подтверждение");
+const QString kListFilter = QStringLiteral("Список файлов (*.list)");
+
+// Long paths lose their middle, where the folders repeat, rather than the file name at their end.
+class MiddleElideDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->textElideMode = Qt::ElideMiddle;
+    }
+};
+
+// Files added per slice while a folder is being added: the window repaints between slices.
+constexpr int kSliceMilliseconds = 40;
+
+}  // namespace
+
+TForm1::TForm1(TDataModule1& store, const QString& executablePath, int slotCount, QWidget* parent)
+    : QMainWindow(parent), m_store(store), m_executablePath(executablePath), m_slotCount(slotCount) {
+    setObjectName(QStringLiteral("Form1"));
+    // The program's files: INI and log beside the program, or in the fall-back folder.
+    m_files = ProgramFiles::Settle(executablePath);
+    SetLogLocations(m_files.logPath, m_files.programDir);
+
+    WriteProgramLog(m_files.logPath, QStringLiteral("Read Ini file"), false);
+    m_settings.threads = 1;
+    ReadINIExecute();
+
+    ProgramLog(QStringLiteral("Prepare dialogs"));
+    m_scheduler = std::make_unique<IndexingScheduler>(m_queue, m_store, m_settings, m_files.programDir,
+                                                      m_slotCount, this);
+    ClearWorkDirectoryExecute();
+
+    m_model = new QueueModel(m_queue, this);
+    BuildBody();
+    BuildMenus();
+    BuildStatusBar();
+    ConnectScheduler();
+
+    m_form2 = new TForm2(m_settings, m_files.iniPath, m_files.programDir, LogicalProcessors(), this);
+    m_form3 = new TForm3(m_files.programDir, this);
+
+    m_timer1 = new QTimer(this);
+    m_timer1->setInterval(1000);
+    connect(m_timer1, &QTimer::timeout, this, &TForm1::Timer1Timer);
+    m_timer1->start();
+    m_timer3 = new QTimer(this);
+    m_timer3->setInterval(1000);
+    connect(m_timer3, &QTimer::timeout, this, &TForm1::Timer3Timer);
+    m_timer3->start();
+    Timer3Timer();
+
+    ProgramLog(QStringLiteral("Init completed"));
+}
+
+TForm1::~TForm1() {
+    // The scheduler joins its workers while the queue and the store still exist.
+    m_scheduler.reset();
+}
+
+// ---------------------------------------------------------------- layout
+
+void TForm1::BuildBody() {
+    auto* central = new QWidget(this);
+
+    auto* queueGroup = new QGroupBox(QStringLiteral("Список файлов в очереди на индексацию"), central);
+    m_grid = new QTableView(queueGroup);
+    m_grid->setObjectName(QStringLiteral("StringGrid1"));
+    m_grid->setModel(m_model);
+    m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_grid->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_grid->setWordWrap(false);
+    m_grid->setItemDelegateForColumn(QueueModel::kPath, new MiddleElideDelegate(m_grid));
+    m_grid->setAlternatingRowColors(true);
+    m_grid->verticalHeader()->hide();
+    m_grid->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    m_grid->verticalHeader()->setDefaultSectionSize(m_grid->fontMetrics().height() + 6);
+    m_grid->horizontalHeader()->setHighlightSections(false);
+    m_grid->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
+    // The path takes what the other columns leave; they are sized for their longest usual text.
+    const QFontMetrics metrics = m_grid->fontMetrics();
+    const int widths[QueueModel::kColumnCount] = {
+        metrics.horizontalAdvance(QStringLiteral("100000")) + 14,
+        metrics.horizontalAdvance(kStatusAlreadyIndexed) + 16,
+        0,
+        metrics.horizontalAdvance(QStringLiteral("Имя файла средней длины")) + 14,
+        metrics.horizontalAdvance(QStringLiteral("видео")) + 16,
+        metrics.horizontalAdvance(QStringLiteral("10000000000")) + 16,
+        metrics.horizontalAdvance(QStringLiteral("30.12.2024 23:59:59")) + 18,
+    };
+    for (int column = 0; column < QueueModel::kColumnCount; ++column) {
+        if (column != QueueModel::kPath) {
+            m_grid->setColumnWidth(column, widths[column]);
+        }
+    }
+    m_grid->horizontalHeader()->setSectionResizeMode(QueueModel::kPath, QHeaderView::Stretch);
+    m_grid->horizontalHeader()->setMinimumSectionSize(30);
+    m_grid->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_grid, &QWidget::customContextMenuRequested, this,
+            [this](const QPoint& at) { m_popup->popup(m_grid->viewport()->mapToGlobal(at)); });
+    auto* queueLayout = new QVBoxLayout(queueGroup);
+    queueLayout->addWidget(m_grid);
+
+    auto* info = new QGroupBox(QStringLiteral("Информация"), central);
+    auto* text = new QLabel(
+        QStringLiteral(
+            "Создайте новую базу данных (меню «База данных») или выберите существующую, укажите в "
+            "настройках рабочий каталог и пути к утилитам FFMPEG и SOX. Затем добавьте в список аудио и "
+            "видео файлы или целые каталоги с ними и нажмите «Начать индексацию». Каждый аудио трек "
+            "каждого файла будет проиндексирован и записан в базу данных; ход работы виден в строке "
+            "состояния и в окне сообщений. Проверьте результат, открыв ту же базу данных в программе "
+            "Вокалис и включив воспроизведение одного из проиндексированных файлов."),
+        info);
+    text->setWordWrap(true);
+    text->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    m_video = new HelpVideoPanel(4, m_files.programDir, info);
+    auto* keys = new QLabel(QStringLiteral("<table cellspacing=2>"
+                                           "<tr><td><b>F5</b></td><td>начать индексацию</td></tr>"
+                                           "<tr><td><b>F6</b></td><td>остановить индексацию</td></tr>"
+                                           "<tr><td><b>Ctrl+F</b></td><td>добавить файлы</td></tr>"
+                                           "<tr><td><b>Ctrl+D</b></td><td>добавить каталог</td></tr>"
+                                           "<tr><td><b>Ctrl+S</b></td><td>сохранить список</td></tr>"
+                                           "<tr><td><b>Ctrl+P</b></td><td>настройки</td></tr>"
+                                           "<tr><td><b>F1</b></td><td>справка</td></tr></table>"),
+                            info);
+    keys->setObjectName(QStringLiteral("explanation"));
+    auto* infoLayout = new QVBoxLayout(info);
+    infoLayout->addWidget(text);
+    infoLayout->addSpacing(4);
+    infoLayout->addWidget(m_video);
+    infoLayout->addSpacing(6);
+    infoLayout->addWidget(keys);
+    infoLayout->addStretch(1);
+    info->setFixedWidth(310);
+
+    m_bitBtn1 = new QPushButton(QStringLiteral("Добавить файлы"), central);
+    m_bitBtn2 = new QPushButton(QStringLiteral("Добавить каталог"), central);
+    m_bitBtn3 = new QPushButton(QStringLiteral("Новый список"), central);
+    m_bitBtn4 = new QPushButton(kCaptionIdle, central);
+    m_bitBtn4->setObjectName(QStringLiteral("BitBtn4"));
+    m_bitBtn5 = new QPushButton(QStringLiteral("Выход"), central);
+    m_bitBtn4->setMinimumWidth(m_bitBtn4->fontMetrics().horizontalAdvance(kCaptionRunning) + 40);
+    connect(m_bitBtn1, &QPushButton::clicked, this, &TForm1::AddFilesExecute);
+    connect(m_bitBtn2, &QPushButton::clicked, this, &TForm1::AddDirectoryExecute);
+    connect(m_bitBtn3, &QPushButton::clicked, this, &TForm1::ClearListExecute);
+    connect(m_bitBtn4, &QPushButton::clicked, this, &TForm1::BitBtn4Click);
+    connect(m_bitBtn5, &QPushButton::clicked, this, &QWidget::close);
+
+    auto* top = new QHBoxLayout;
+    top->addWidget(queueGroup, 1);
+    top->addWidget(info);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(m_bitBtn1);
+    buttons->addWidget(m_bitBtn2);
+    buttons->addWidget(m_bitBtn3);
+    buttons->addStretch(1);
+    buttons->addWidget(m_bitBtn4);
+    buttons->addWidget(m_bitBtn5);
+    auto* layout = new QVBoxLayout(central);
+    layout->addLayout(top, 1);
+    layout->addLayout(buttons);
+    setCentralWidget(central);
+    resize(1200, 640);
+}
+
+void TForm1::BuildMenus() {
+    struct Item {
+        const char* name;
+        const char* caption;
+        QKeySequence shortcut;
+        void (TForm1::*handler)();
+    };
+    auto addItems = [this](QMenu* menu, std::initializer_list<Item> items) {
+        for (const Item& item : items) {
+            QAction* action = menu->addAction(QString::fromUtf8(item.caption));
+            action->setObjectName(QString::fromLatin1(item.name));
+            action->setShortcut(item.shortcut);
+            action->setShortcutContext(Qt::WindowShortcut);
+            connect(action, &QAction::triggered, this, item.handler);
+        }
+    };
+    QMenuBar* bar = menuBar();
+    addItems(bar->addMenu(QStringLiteral("Файл")),
+             {
+                 {"N2", "Новый список", QKeySequence(Qt::CTRL | Qt::Key_N), &TForm1::ClearListExecute},
+                 {"N32", "Открыть список", QKeySequence(Qt::CTRL | Qt::Key_O), &TForm1::N32Click},
+                 {"N31", "Сохранить список", QKeySequence(Qt::CTRL | Qt::Key_S), &TForm1::N31Click},
+                 {"N3", "Добавить файлы", QKeySequence(Qt::CTRL | Qt::Key_F), &TForm1::AddFilesExecute},
+                 {"N4", "Добавить файлы из каталога", QKeySequence(Qt::CTRL | Qt::Key_D),
+                  &TForm1::AddDirectoryExecute},
+                 {"N5", "Удалить файл", QKeySequence(Qt::CTRL | Qt::Key_Delete),
+                  &TForm1::DeleteFileFromListExecute},
+                 {"N7", "Выход", QKeySequence(), &TForm1::ExitMenuClick},
+             });
+    addItems(bar->addMenu(QStringLiteral("Приложения")),
+             {
+                 {"N47", "Перезапуск", QKeySequence(Qt::CTRL | Qt::Key_R), &TForm1::N47Click},
+                 {"N49", "Вокалис", QKeySequence(), &TForm1::N49Click},
+             });
+    QMenu* settings = bar->addMenu(QStringLiteral("Настройки"));
+    QAction* parameters = settings->addAction(QStringLiteral("Изменить параметры"));
+    parameters->setObjectName(QStringLiteral("N18"));
+    parameters->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_P));
+    connect(parameters, &QAction::triggered, this, [this] { ShowSettings(-1); });
+    addItems(
+        bar->addMenu(QStringLiteral("База данных")),
+        {
+            {"N9", "Создать новую базу данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_C),
+             &TForm1::N9Click},
+            {"N11", "Очистить содержимое базы данных", QKeySequence(Qt::ALT | Qt::Key_Backspace),
+             &TForm1::N11Click},
+            {"N42", "Сжать базу данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_M), &TForm1::N42Click},
+            {"N14", "Переключиться на другую базу данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_D),
+             &TForm1::N14Click},
+            {"N16", "Просмотр базы данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_V), &TForm1::N16Click},
+            {"N39", "Проверка базы данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_E), &TForm1::N39Click},
+            {"N41", "Импорт информации из другой базы данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_I),
+             &TForm1::N41Click},
+            {"N44", "Информация о базе данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_A),
+             &TForm1::N44Click},
+        });
+    addItems(bar->addMenu(QStringLiteral("Индексация")),
+             {
+                 {"N20", "Старт", QKeySequence(Qt::Key_F5), &TForm1::StartExecute},
+                 {"N21", "Стоп", QKeySequence(Qt::Key_F6), &TForm1::StopExecute},
+             });
+    QMenu* help = bar->addMenu(QStringLiteral("Помощь"));
+    addItems(help, {
+                       {"N27", "Справка", QKeySequence(Qt::Key_F1), &TForm1::N27Click},
+                       {"N28", "О программе", QKeySequence(Qt::CTRL | Qt::Key_F1), &TForm1::N28Click},
+                   });
+    help->addSeparator();
+    addItems(help, {
+                       {"N52", "Сообщить об ошибке в программе", QKeySequence(), &TForm1::N52Click},
+                       {"N53", "Добавить отзыв о программе", QKeySequence(), &TForm1::N53Click},
+                       {"N54", "Написать разработчикам программы", QKeySequence(), &TForm1::N54Click},
+                       {"N55", "Отправить сообщение через сайт", QKeySequence(), &TForm1::N55Click},
+                   });
+
+    m_popup = new QMenu(this);
+    addItems(m_popup,
+             {
+                 {"N45", "Добавить файлы", QKeySequence(), &TForm1::AddFilesExecute},
+                 {"N46", "Добавить каталог", QKeySequence(), &TForm1::AddDirectoryExecute},
+                 {"N48", "Новый список", QKeySequence(), &TForm1::ClearListExecute},
+                 {"N43", "Удалить файл из списка", QKeySequence(), &TForm1::DeleteFileFromListExecute},
+                 {"N51", "Удалить все файлы перед выбранным", QKeySequence(), &TForm1::N51Click},
+                 {"N50", "Удалить все файлы после выбранного", QKeySequence(), &TForm1::N50Click},
+             });
+}
+
+void TForm1::BuildStatusBar() {
+    QStatusBar* bar = statusBar();
+    bar->setSizeGripEnabled(false);
+    for (int panel = 0; panel < 6; ++panel) {
+        m_panels[panel] = new QLabel(bar);
+        m_panels[panel]->setObjectName(QStringLiteral("StatusPanel%1").arg(panel));
+        bar->addWidget(m_panels[panel], 1);
+    }
+}
+
+void TForm1::ConnectScheduler() {
+    IndexingScheduler* scheduler = m_scheduler.get();
+    connect(scheduler, &IndexingScheduler::queueChanged, this, &TForm1::UpdateListExecute);
+    connect(scheduler, &IndexingScheduler::runningChanged, this,
+            [this](bool running) { m_bitBtn4->setText(running ? kCaptionRunning : kCaptionIdle); });
+    connect(scheduler, &IndexingScheduler::reportLine, this,
+            [this](int list, const QString& line) { m_form3->AppendLine(list, line); });
+    connect(scheduler, &IndexingScheduler::reportCleared, this, [this] { m_form3->N2Click(); });
+}
+
+// ---------------------------------------------------------------- start-up and closing
+
+void TForm1::Timer1Timer() {
+    m_timer1->stop();
+    ProgramLog(QStringLiteral("Load info images"));
+    SetImageExecute();
+    if (!m_settings.dbPath.isEmpty()) {
+        if (FileExists(m_settings.dbPath)) {
+            m_store.Connect(m_settings.dbPath);
+        } else {
+            m_settings.dbPath.clear();
+        }
+    }
+    if (!m_settings.workDir.isEmpty()) {
+        ClearWorkDirectoryExecute();
+    }
+    Timer3Timer();
+}
+
+void TForm1::SetImageExecute() {
+    HelpVideoPanel::LoadCovers(m_files.programDir, {4, 6, 5, 8, 9, 7});
+}
+
+void TForm1::StopPlayExecute() {
+    HelpVideoPanel::StopAll();
+}
+
+void TForm1::ClearWorkDirectoryExecute() {
+    m_scheduler->ClearWorkDirectoryExecute();
+}
+
+bool TForm1::ReadINIExecute() {
+    return ReadSettings(m_files.iniPath, m_settings, m_slotCount);
+}
+
+bool TForm1::WriteINIExecute() {
+    return WriteSettings(m_files.iniPath, m_settings);
+}
+
+void TForm1::ExitMenuClick() {
+    WriteINIExecute();
+    ClearWorkDirectoryExecute();
+    close();
+}
+
+void TForm1::closeEvent(QCloseEvent* event) {
+    // FormCloseQuery: the settings are written and closing is always allowed.
+    WriteINIExecute();
+    event->accept();
+    // FormClose.
+    m_video->CloseClip();
+    if (m_scheduler->IsRunning()) {
+        // Closing during a job: its workers are stopped and joined without the stop message, and an
+        // idle scheduler takes its place.
+        m_scheduler = std::make_unique<IndexingScheduler>(m_queue, m_store, m_settings, m_files.programDir,
+                                                          m_slotCount, this);
+        ConnectScheduler();
+        m_bitBtn4->setText(kCaptionIdle);
+    }
+    ClearWorkDirectoryExecute();
+    m_form3->close();
+    if (m_form9) {
+        m_form9->close();
+    }
+    Q_EMIT closed();
+}
+
+// ---------------------------------------------------------------- the queue
+
+QString TForm1::InitialFolder(const QString& name) const {
+    const QString folder = JoinPath(m_files.programDir, name);
+    return FolderExists(folder) ? folder : QString();
+}
+
+void TForm1::AddFilesExecute() {
+    const QStringList files =
+        Messages().ChooseOpenFiles(QStringLiteral("Выбрать файлы"), QString(), QString());
+    for (const QString& file : files) {
+        m_queue.AddFile(file);
+    }
+    UpdateListExecute();
+}
+
+void TForm1::AddDirectoryExecute() {
+    const QString folder =
+        Messages().ChooseFolder(QStringLiteral("Выбор каталога с аудио и видео файлами"), QString());
+    if (folder.isEmpty()) {
+        UpdateListExecute();
+        return;
+    }
+    AddDirectory(folder);
+}
+
+void TForm1::AddDirectory(const QString& folder) {
+    SetCollecting(true);
+    auto* watcher = new QFutureWatcher<QStringList>(this);
+    connect(watcher, &QFutureWatcher<QStringList>::finished, this, [this, watcher] {
+        auto paths = std::make_shared<QStringList>(watcher->result());
+        watcher->deleteLater();
+        AddCollected(std::move(paths), 0);
+    });
+    watcher->setFuture(QtConcurrent::run([folder] {
+        QStringList paths;
+        FindFiles(folder, QStringLiteral("*.*"), true, false, paths);
+        return paths;
+    }));
+}
+
+void TForm1::AddCollected(std::shared_ptr<QStringList> paths, qsizetype next) {
+    QElapsedTimer slice;
+    slice.start();
+    while (next < paths->size() && slice.elapsed() < kSliceMilliseconds) {
+        m_queue.AddFile(paths->at(next));
+        ++next;
+    }
+    UpdateListExecute();
+    if (next < paths->size()) {
+        QTimer::singleShot(0, this, [this, paths, next] { AddCollected(paths, next); });
+        return;
+    }
+    SetCollecting(false);
+    Q_EMIT directoryAdded();
+}
+
+void TForm1::SetCollecting(bool collecting) {
+    m_collecting += collecting ? 1 : -1;
+    if (m_collecting > 0) {
+        m_grid->viewport()->setCursor(Qt::BusyCursor);
+    } else {
+        m_grid->viewport()->unsetCursor();
+    }
+}
+
+bool TForm1::IsCollecting() const {
+    return m_collecting > 0;
+}
+
+void TForm1::ClearListExecute() {
+    m_queue.Clear();
+    UpdateListExecute();
+}
+
+void TForm1::DeleteFileFromListExecute() {
+    if (m_queue.Count() == 0) {
+        return;
+    }
+    const int selected = SelectedIndex();
+    m_queue.Delete(selected);
+    UpdateListExecute();
+    SelectIndex(std::min<int>(selected, static_cast<int>(m_queue.Count()) - 1));
+}
+
+void TForm1::N50Click() {
+    if (!Messages().AskYesNo(kConfirmTitle,
+                             QStringLiteral("Вы точно хотите удалить все записи после выбранной?"))) {
+        return;
+    }
+    const int selected = SelectedIndex();
+    m_queue.DeleteAfter(selected);
+    UpdateListExecute();
+    SelectIndex(selected);
+}
+
+void TForm1::N51Click() {
+    if (!Messages().AskYesNo(kConfirmTitle,
+                             QStringLiteral("Вы точно хотите удалить все записи перед выбранной?"))) {
+        return;
+    }
+    m_queue.DeleteBefore(SelectedIndex());
+    UpdateListExecute();
+    SelectIndex(0);
+}
+
+void TForm1::N31Click() {
+    QString file = Messages().ChooseSaveFile(QStringLiteral("Сохранить список с файлами"),
+                                             InitialFolder(QStringLiteral("lists")), kListFilter);
+    if (file.isEmpty()) {
+        return;
+    }
+    file = ForceExtension(file, QStringLiteral(".list"));
+    if (!m_queue.Save(file)) {
+        Messages().ShowMessage(QStringLiteral("Не удалось сохранить список: ") + file);
+    }
+}
+
+void TForm1::N32Click() {
+    const QString file = Messages().ChooseOpenFile(QStringLiteral("Открыть список с файлами"),
+                                                   InitialFolder(QStringLiteral("lists")), kListFilter);
+    if (file.isEmpty()) {
+        return;
+    }
+    if (!m_queue.Open(file)) {
+        Messages().ShowMessage(QStringLiteral("Не удалось открыть список: ") + file);
+    }
+    UpdateListExecute();
+}
+
+void TForm1::UpdateListExecute() {
+    const int selected = SelectedIndex();
+    m_model->Refresh();
+    if (!m_grid->currentIndex().isValid() && m_queue.Count() > 0) {
+        SelectIndex(std::min<int>(selected, static_cast<int>(m_queue.Count()) - 1));
+    }
+}
+
+int TForm1::SelectedIndex() const {
+    const QModelIndex current = m_grid->currentIndex();
+    return current.isValid() ? current.row() : 0;
+}
+
+void TForm1::SelectIndex(int index) {
+    if (index < 0 || index >= m_model->rowCount()) {
+        return;
+    }
+    m_grid->setCurrentIndex(m_model->index(index, QueueModel::kStatus));
+}
+
+// ---------------------------------------------------------------- indexing
+
+void TForm1::StartExecute() {
+    StopPlayExecute();
+    using Result = IndexingScheduler::StartResult;
+    switch (m_scheduler->StartExecute()) {
+        case Result::NoWorkDir:
+        case Result::NoDatabase:
+            ShowSettings(TForm2::kDatabasePage);
+            return;
+        case Result::NoFfmpeg:
+        case Result::NoSox:
+            ShowSettings(TForm2::kToolsPage);
+            return;
+        case Result::EmptyQueue:
+            return;
+        case Result::Started:
+            break;
+    }
+    m_bitBtn4->setText(kCaptionRunning);
+    StopPlayExecute();
+    m_form3->show();
+    m_form3->raise();
+}
+
+void TForm1::StopExecute() {
+    m_scheduler->StopExecute();
+    m_bitBtn4->setText(m_scheduler->IsRunning() ? kCaptionRunning : kCaptionIdle);
+    UpdateListExecute();
+}
+
+void TForm1::BitBtn4Click() {
+    if (m_bitBtn4->text() == kCaptionIdle) {
+        StartExecute();
+    } else {
+        StopExecute();
+    }
+}
+
+void TForm1::Timer3Timer() {
+    const QStringList counts = QueueCounterTexts(m_queue);
+    for (int panel = 0; panel < 6 && panel < counts.size(); ++panel) {
+        m_panels[panel]->setText(counts[panel]);
+    }
+    setWindowTitle(QStringLiteral("Тембрикс - ") + m_settings.dbPath);
+}
+
+QString TForm1::StatusPanelText(int panel) const {
+    return panel >= 0 && panel < 6 ? m_panels[panel]->text() : QString();
+}
+
+// ---------------------------------------------------------------- settings and modal windows
+
+void TForm1::ShowSettings(int page) {
+    StopPlayExecute();
+    if (page >= 0) {
+        m_form2->SetPage(page);
+    }
+    RunModal(*m_form2);
+}
+
+int TForm1::RunModal(QDialog& dialog) {
+    if (m_modal) {
+        return m_modal(dialog);
+    }
+    return dialog.exec();
+}
+
+QAction* TForm1::Action(const QString& objectName) const {
+    return findChild<QAction*>(objectName);
+}
+
+QWidget* TForm1::BrowserWindow() const {
+    return m_form9;
+}
+
+}  // namespace tembrix
