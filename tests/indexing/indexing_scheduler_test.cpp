@@ -1,0 +1,362 @@
+// The scheduler driving real workers: start checks, the job report and statuses, the thread limit and
+// slots, stop in the middle of a job, and the work folder.
+
+#include <gtest/gtest.h>
+
+#include <QDirIterator>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QTimer>
+
+#include "app/indexing_queue.h"
+#include "app/indexing_scheduler.h"
+#include "app/settings.h"
+#include "indexing_test_support.h"
+#include "support/recording_messages.h"
+
+namespace tembrix {
+namespace {
+
+using test::IndexingSandbox;
+using test::MediaFixtures;
+using test::RecordingMessages;
+using test::WriteFakeTool;
+
+// A sandbox with a queue, live settings and a scheduler of `slots` slots.
+class Job {
+public:
+    explicit Job(int slots = 2, int threads = 2) {
+        settings.workDir = box.WorkDir();
+        settings.dbPath = box.DbPath();
+        settings.soxPath = test::RealSox();
+        settings.ffmpegPath = test::RealFfmpeg();
+        settings.threads = threads;
+        settings.copyToWorkDir = true;
+        scheduler =
+            std::make_unique<IndexingScheduler>(queue, box.store, settings, test::ProgramDir(), slots);
+        QObject::connect(
+            scheduler.get(), &IndexingScheduler::reportLine,
+            [this](int list, const QString& line) { lines.append(QString::number(list) + line); });
+        QObject::connect(scheduler.get(), &IndexingScheduler::runningChanged,
+                         [this](bool running) { runningChanges.append(running); });
+        QObject::connect(scheduler.get(), &IndexingScheduler::jobFinished, [this] { ++finished; });
+    }
+
+    // Runs the event loop until the job has finished; false when it did not within two minutes.
+    bool RunToEnd() {
+        if (!scheduler->IsRunning()) {
+            return true;
+        }
+        QEventLoop loop;
+        QObject::connect(scheduler.get(), &IndexingScheduler::jobFinished, &loop, &QEventLoop::quit);
+        QTimer::singleShot(120000, &loop, &QEventLoop::quit);
+        loop.exec();
+        return !scheduler->IsRunning();
+    }
+
+    // Runs the event loop until `done` holds (checked every 10 ms); false after two minutes.
+    bool RunUntil(const std::function<bool()>& done) {
+        QEventLoop loop;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            if (done()) {
+                loop.quit();
+            }
+        });
+        poll.start(10);
+        QTimer::singleShot(120000, &loop, &QEventLoop::quit);
+        loop.exec();
+        return done();
+    }
+
+    RecordingMessages messages;
+    IndexingSandbox box;
+    IndexingQueue queue;
+    Settings settings;
+    std::unique_ptr<IndexingScheduler> scheduler;
+    QStringList lines;  // list number + line, as signalled
+    QList<bool> runningChanges;
+    int finished = 0;
+};
+
+QStringList Sorted(QStringList list) {
+    list.sort();
+    return list;
+}
+
+TEST(IndexingScheduler, StartChecksComeInOrder) {
+    using R = IndexingScheduler::StartResult;
+    const struct {
+        const char* name;
+        std::function<void(Job&)> spoil;
+        R result;
+        const char* message;
+    } cases[] = {
+        {"everything missing",
+         [](Job& j) {
+             j.settings = Settings();
+             j.settings.soxPath = j.settings.ffmpegPath = QStringLiteral("/nowhere/tool");
+             j.queue.Clear();
+         },
+         R::NoWorkDir, "Выберите рабочий каталог!"},
+        {"work folder gone", [](Job& j) { j.settings.workDir = j.box.dir.File(QStringLiteral("gone")); },
+         R::NoWorkDir, "Выберите рабочий каталог!"},
+        {"no database", [](Job& j) { j.settings.dbPath.clear(); }, R::NoDatabase,
+         "Выберите или создайте базу данных!"},
+        {"database file gone", [](Job& j) { j.settings.dbPath = j.box.dir.File(QStringLiteral("gone.db")); },
+         R::NoDatabase, "Выберите или создайте базу данных!"},
+        {"no ffmpeg",
+         [](Job& j) {
+             j.settings.ffmpegPath = QStringLiteral("/nowhere/ffmpeg");
+             j.settings.soxPath = QStringLiteral("/nowhere/sox");
+         },
+         R::NoFfmpeg, "Отсутствует утилита FFMPEG! Установите её пожалуйста и укажите её путь!"},
+        {"no sox", [](Job& j) { j.settings.soxPath = QStringLiteral("/nowhere/sox"); }, R::NoSox,
+         "Отсутствует утилита SOX! Установите её пожалуйста и укажите её путь!"},
+        {"empty queue", [](Job& j) { j.queue.Clear(); }, R::EmptyQueue,
+         "Добавьте в список аудио или видео файлы!"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Job job;
+        job.queue.AddFile(MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61));
+        c.spoil(job);
+        EXPECT_EQ(job.scheduler->StartExecute(), c.result);
+        EXPECT_EQ(job.messages.shown, QStringList{QString::fromUtf8(c.message)});
+        EXPECT_FALSE(job.scheduler->IsRunning());
+        EXPECT_TRUE(job.runningChanges.isEmpty());
+    }
+}
+
+TEST(IndexingScheduler, JobReportsEveryOutcomeAndCommits) {
+    Job job;
+    const QString ok = MediaFixtures::Instance().Tone(QStringLiteral(".mp3"), 61, 1);
+    const QString video = MediaFixtures::Instance().Video(3);
+    const QString tooShort = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 59);
+    const QString twin = job.box.dir.File(QStringLiteral("twin.mp3"));
+    ASSERT_TRUE(QFile::copy(ok, twin));
+
+    // First job: one file.
+    job.queue.AddFile(ok);
+    ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+    EXPECT_TRUE(job.scheduler->IsRunning());
+    ASSERT_TRUE(job.RunToEnd());
+    EXPECT_EQ(job.scheduler->Successes(), QStringList{QStringLiteral("Обработан успешно: ") + ok});
+
+    // Second job: the finished entry is not taken again; the new ones are, two at a time.
+    for (const QString& f : {video, tooShort, twin}) {
+        job.queue.AddFile(f);
+    }
+    job.messages.shown.clear();
+    job.lines.clear();
+    ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+    ASSERT_TRUE(job.RunToEnd());
+
+    EXPECT_EQ(job.scheduler->Successes(), QStringList{QStringLiteral("Обработан успешно: ") + video});
+    EXPECT_EQ(Sorted(job.scheduler->Errors()),
+              Sorted({QStringLiteral("Очень маленький размер аудио данных! - ") + tooShort,
+                      QStringLiteral("Запись с таким же MD5 хешем, размером файла и номером аудио трека уже "
+                                     "существует! - ") +
+                          twin}));
+    EXPECT_TRUE(job.scheduler->AlreadyIndexed().isEmpty());
+    EXPECT_EQ(job.scheduler->TracksIndexed(), 3);
+    EXPECT_EQ(job.scheduler->SecondsIndexed(), 3 * 61);
+    EXPECT_EQ(job.queue.StatusOf(ok), kStatusDone);
+    EXPECT_EQ(job.queue.StatusOf(video), kStatusDone);
+    EXPECT_EQ(job.queue.StatusOf(tooShort), kStatusError);
+    EXPECT_EQ(job.queue.StatusOf(twin), kStatusError);
+    EXPECT_EQ(job.messages.shown, QStringList{QStringLiteral("Задание выполнено!")});
+    EXPECT_EQ(job.runningChanges, (QList<bool>{true, false, true, false}));
+    EXPECT_EQ(job.finished, 2);
+    // The signalled lines are the lists' lines, each once, with their list.
+    QStringList listed;
+    for (const QString& l : job.scheduler->Successes())
+        listed.append(QStringLiteral("0") + l);
+    for (const QString& l : job.scheduler->Errors())
+        listed.append(QStringLiteral("1") + l);
+    EXPECT_EQ(Sorted(job.lines), Sorted(listed));
+    EXPECT_EQ(test::ReadRows(job.box.DbPath()).size(), 4u);
+
+    // A third job over a reopened queue: everything indexed before is reported as such.
+    job.queue.Clear();
+    job.queue.AddFile(ok);
+    job.queue.AddFile(video);
+    ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+    ASSERT_TRUE(job.RunToEnd());
+    EXPECT_TRUE(job.scheduler->Successes().isEmpty());  // cleared at the start
+    EXPECT_TRUE(job.scheduler->Errors().isEmpty());
+    EXPECT_EQ(Sorted(job.scheduler->AlreadyIndexed()),
+              Sorted({QStringLiteral("Уже проиндексирован - ") + ok,
+                      QStringLiteral("Уже проиндексирован - ") + video}));
+    EXPECT_EQ(job.queue.CountWithStatus(kStatusAlreadyIndexed), 2);
+}
+
+TEST(IndexingScheduler, QueueWithoutWaitingFilesEndsAtTheFirstTick) {
+    Job job;
+    job.queue.AddFile(MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61));
+    job.queue.SetStatus(kStatusError, job.queue.At(0).path);
+    ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+    job.scheduler->Timer2Timer();
+    EXPECT_FALSE(job.scheduler->IsRunning());
+    EXPECT_EQ(job.messages.shown, QStringList{QStringLiteral("Задание выполнено!")});
+    EXPECT_EQ(job.queue.StatusOf(job.queue.At(0).path), kStatusError);
+    EXPECT_EQ(job.finished, 1);
+}
+
+// A fake SoX that appends the folder of its input to `used`, notes in `clash` when another run is using
+// the same folder at the same moment, and writes 61 s of silence.
+QString SlotWatchingSox(const QString& folder, const QString& used, const QString& clash) {
+    return WriteFakeTool(folder, QStringLiteral("sox"),
+                         QStringLiteral("d=$(dirname \"$1\")\n"
+                                        "if [ -e \"$d/busy\" ]; then echo \"$d\" >> '%2'; fi\n"
+                                        "touch \"$d/busy\"; sleep 0.3; rm -f \"$d/busy\"\n"
+                                        "echo \"$d\" >> '%1'\n"
+                                        "for last; do :; done; head -c 5856000 /dev/zero > \"$last\"")
+                             .arg(used, clash));
+}
+
+QStringList LinesOf(const QString& path) {
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    return QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts);
+}
+
+TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
+    const struct {
+        int slots;
+        int threads;
+        QStringList folders;
+    } cases[] = {{4, 1, {QStringLiteral("0")}}, {2, 2, {QStringLiteral("0"), QStringLiteral("1")}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.threads);
+        Job job(c.slots, c.threads);
+        const QString used = job.box.dir.File(QStringLiteral("used.txt"));
+        const QString clash = job.box.dir.File(QStringLiteral("clash.txt"));
+        job.settings.soxPath = SlotWatchingSox(job.box.dir.File(QStringLiteral("tools")), used, clash);
+        for (int v = 0; v < 6; ++v) {
+            job.queue.AddFile(MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61, v));
+        }
+        int mostInWork = 0;
+        QObject::connect(job.scheduler.get(), &IndexingScheduler::queueChanged, [&] {
+            int inWork = 0;
+            for (int s = 0; s < job.scheduler->SlotCount(); ++s) {
+                if (!job.scheduler->SlotPath(s).isEmpty()) {
+                    ++inWork;
+                    EXPECT_LT(s, c.threads);
+                }
+            }
+            EXPECT_EQ(inWork, job.queue.CountWithStatus(kStatusInWork));
+            mostInWork = std::max(mostInWork, inWork);
+        });
+        ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+        ASSERT_TRUE(job.RunToEnd());
+        EXPECT_EQ(job.queue.CountWithStatus(kStatusDone), 6);
+        EXPECT_EQ(mostInWork, c.threads);
+        EXPECT_TRUE(LinesOf(clash).isEmpty()) << LinesOf(clash).join(u' ').toStdString();
+        QStringList folders;
+        for (const QString& d : LinesOf(used)) {
+            folders.append(QFileInfo(d).fileName());
+        }
+        folders.removeDuplicates();
+        EXPECT_EQ(Sorted(folders), c.folders);
+    }
+}
+
+TEST(IndexingScheduler, StopInTheMiddleMarksOnlyTheFilesInWork) {
+    Job job(2, 1);
+    const QString started = job.box.dir.File(QStringLiteral("started"));
+    // SoX that takes a while, so the stop finds the worker busy, and its insert falls into the stop's wait.
+    job.settings.soxPath = WriteFakeTool(
+        job.box.dir.File(QStringLiteral("tools")), QStringLiteral("sox"),
+        QStringLiteral("touch '%1'; sleep 1.2; exec '%2' \"$@\"").arg(started, test::RealSox()));
+    QStringList files;
+    for (int v = 0; v < 3; ++v) {
+        files.append(MediaFixtures::Instance().Tone(QStringLiteral(".flac"), 61, v));
+        job.queue.AddFile(files.last());
+    }
+    ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+    ASSERT_TRUE(job.RunUntil([&] { return QFileInfo::exists(started); }));
+    job.scheduler->StopExecute();
+
+    EXPECT_FALSE(job.scheduler->IsRunning());
+    EXPECT_EQ(job.queue.StatusOf(files[0]), kStatusStopped);
+    EXPECT_EQ(job.queue.StatusOf(files[1]), QString());
+    EXPECT_EQ(job.queue.StatusOf(files[2]), QString());
+    EXPECT_EQ(job.scheduler->Errors(), QStringList{QStringLiteral("Остановлен: ") + files[0]});
+    EXPECT_TRUE(job.scheduler->Successes().isEmpty());
+    EXPECT_EQ(job.messages.shown, QStringList{QStringLiteral("Индексация остановлена!")});
+    EXPECT_EQ(job.finished, 1);
+    EXPECT_EQ(job.runningChanges, (QList<bool>{true, false}));
+    // The slot folders are gone with everything in them, data.dat included.
+    EXPECT_FALSE(QFileInfo::exists(job.box.WorkDir() + QStringLiteral("/0")));
+    EXPECT_TRUE(QDir(job.box.WorkDir()).isEmpty());
+    // The timer is off: nothing more happens over a few of its intervals.
+    QEventLoop idle;
+    QTimer::singleShot(1600, &idle, &QEventLoop::quit);
+    idle.exec();
+    EXPECT_EQ(job.queue.StatusOf(files[1]), QString());
+    EXPECT_EQ(job.finished, 1);
+}
+
+TEST(IndexingScheduler, EmptyToolSettingsAreFilledInByTheLocator) {
+    Job job;
+    // SoX beside the program; ffmpeg from PATH (the real one).
+    const QString program = job.box.dir.File(QStringLiteral("program"));
+    const QString sox =
+        WriteFakeTool(program, QStringLiteral("sox"),
+                      QStringLiteral("for last; do :; done; head -c 5856000 /dev/zero > \"$last\""));
+    job.scheduler = std::make_unique<IndexingScheduler>(job.queue, job.box.store, job.settings, program, 2);
+    job.settings.soxPath.clear();
+    job.settings.ffmpegPath.clear();
+    EXPECT_EQ(job.scheduler->SoxPath(), sox);
+    EXPECT_EQ(job.scheduler->FfmpegPath(), test::RealFfmpeg());
+
+    job.queue.AddFile(MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61));
+    ASSERT_EQ(job.scheduler->StartExecute(), IndexingScheduler::StartResult::Started);
+    QEventLoop loop;
+    QObject::connect(job.scheduler.get(), &IndexingScheduler::jobFinished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(120000, &loop, &QEventLoop::quit);
+    loop.exec();
+    // The located fake was used: its silence gives an envelope of zeros.
+    const auto rows = test::ReadRows(job.box.DbPath());
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].blob, QByteArray(12200, '\0'));
+}
+
+TEST(IndexingScheduler, EmptyingTheWorkFolderRemovesOnlyTheSlotFolders) {
+    Job job(4, 1);
+    for (const char* name : {"0/data.dat", "3/deep/x.wav", "4/keep.dat", "keep.txt", "01/keep.dat"}) {
+        job.box.dir.Write(QStringLiteral("work/") + QString::fromLatin1(name), "x");
+    }
+    job.scheduler->ClearWorkDirectoryExecute();
+    QStringList left;
+    QDirIterator it(job.box.WorkDir(), QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        left.append(it.next().mid(job.box.WorkDir().size() + 1));
+    }
+    EXPECT_EQ(Sorted(left), Sorted({QStringLiteral("4/keep.dat"), QStringLiteral("keep.txt"),
+                                    QStringLiteral("01/keep.dat")}));
+    EXPECT_FALSE(QFileInfo::exists(job.box.WorkDir() + QStringLiteral("/0")));
+    EXPECT_FALSE(QFileInfo::exists(job.box.WorkDir() + QStringLiteral("/3")));
+}
+
+TEST(IndexingScheduler, CounterTextsCountStatuses) {
+    Job job;
+    const QStringList statuses = {
+        QString(),     kStatusDone,    kStatusDone, kStatusError, kStatusAlreadyIndexed,
+        kStatusInWork, kStatusStopped, QString()};
+    for (int v = 0; v < statuses.size(); ++v) {
+        const QString file = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61, v);
+        job.queue.AddFile(file);
+        job.queue.SetStatus(statuses[v], file);
+    }
+    EXPECT_EQ(QueueCounterTexts(job.queue),
+              (QStringList{QStringLiteral("Кол-во файлов: 8"), QStringLiteral("Обработано: 2"),
+                           QStringLiteral("Ошибка: 1"), QStringLiteral("Проиндексировано ранее: 1"),
+                           QStringLiteral("В обработке: 1"), QStringLiteral("Осталось: 2")}));
+}
+
+}  // namespace
+}  // namespace tembrix
