@@ -1,5 +1,6 @@
 #include "support/media_fixtures.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -55,7 +56,14 @@ MediaFixtures& MediaFixtures::Instance() {
     return fixtures;
 }
 
-MediaFixtures::MediaFixtures() : m_dir(QDir::tempPath() + QStringLiteral("/tembrix-media-XXXXXX")) {}
+// Bump when the way fixtures are made changes, so stale ones are not reused.
+constexpr char kFixtureVersion[] = "1";
+
+MediaFixtures::MediaFixtures()
+    : m_folder(QDir::cleanPath(QStringLiteral(TEMBRIX_BIN_DIR "/../test-media/v") +
+                               QLatin1String(kFixtureVersion))) {
+    QDir().mkpath(m_folder);
+}
 
 QString MediaFixtures::Made(const QString& key, const QString& name, const QString& program,
                             const QStringList& args) {
@@ -63,12 +71,24 @@ QString MediaFixtures::Made(const QString& key, const QString& name, const QStri
     if (found != m_made.constEnd()) {
         return found.value();
     }
-    const QString path = m_dir.filePath(name);
+    const QString path = QDir(m_folder).filePath(name);
+    if (QFileInfo(path).size() > 0) {
+        m_made.insert(key, path);
+        return path;
+    }
+    // Made under a name of this process, then renamed: another process never sees half a file.
+    const QString partial = QDir(m_folder).filePath(
+        QStringLiteral("partial-%1-%2").arg(QCoreApplication::applicationPid()).arg(name));
     QStringList full = args;
-    full.replaceInStrings(QStringLiteral("{out}"), path);
-    const QString made = RunTool(program, full) && QFileInfo(path).size() > 0 ? path : QString();
-    m_made.insert(key, made);
-    return made;
+    full.replaceInStrings(QStringLiteral("{out}"), partial);
+    bool made = RunTool(program, full) && QFileInfo(partial).size() > 0;
+    if (made) {
+        QFile::remove(path);
+        made = QFile::rename(partial, path) || QFileInfo(path).size() > 0;
+    }
+    QFile::remove(partial);
+    m_made.insert(key, made ? path : QString());
+    return made ? path : QString();
 }
 
 QString MediaFixtures::Tone(const QString& extension, int seconds, int variant) {

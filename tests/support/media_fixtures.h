@@ -1,11 +1,11 @@
 #pragma once
-// Media made at test time with the real sox and ffmpeg into one temporary folder per test process. Each
-// fixture is made once, on first use, and reused by every later test of the run. Content is cheap for the
-// tools: mono 22050 Hz tones with a slow tremolo, so each envelope varies over time.
+// Media made at test time with the real sox and ffmpeg. Each fixture is made once, on first use, into a
+// folder of the build tree (test-media/), written under a temporary name and renamed when complete, so
+// the test processes of one run (ctest starts one per test, several at once) share them. Content is
+// cheap for the tools: mono 22050 Hz tones with a slow tremolo, so each envelope varies over time.
 
 #include <QMap>
 #include <QString>
-#include <QTemporaryDir>
 #include <cstdint>
 #include <vector>
 
@@ -30,13 +30,13 @@ public:
     QString TaggedM4a();
 
     // The folder that holds the fixtures.
-    QString Folder() const { return m_dir.path(); }
+    QString Folder() const { return m_folder; }
 
 private:
     MediaFixtures();
     QString Made(const QString& key, const QString& name, const QString& program, const QStringList& args);
 
-    QTemporaryDir m_dir;
+    QString m_folder;
     QMap<QString, QString> m_made;  // key -> path ("" when making failed)
 };
 
