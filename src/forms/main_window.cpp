@@ -323,7 +323,8 @@ void TForm1::Timer1Timer() {
             m_settings.dbPath.clear();
         }
     }
-    if (!m_settings.workDir.isEmpty()) {
+    // (A job started within the first second keeps its scratch folders.)
+    if (!m_settings.workDir.isEmpty() && !m_scheduler->IsRunning()) {
         ClearWorkDirectoryExecute();
     }
     Timer3Timer();

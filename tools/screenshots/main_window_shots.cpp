@@ -25,7 +25,7 @@ void MarkJobInProgress(TForm1& window) {
             queue.SetStatus(status, entry.path);
             if (failed) {
                 report->AppendLine(TForm3::kErrorPage,
-                                   QStringLiteral("Слишком короткий аудио трек! - ") + entry.path);
+                                   QStringLiteral("Очень маленький размер аудио данных! - ") + entry.path);
             } else if (before) {
                 report->AppendLine(TForm3::kAlreadyPage,
                                    QStringLiteral("Уже проиндексирован - ") + entry.path);
