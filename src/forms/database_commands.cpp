@@ -9,33 +9,17 @@
 
 #include "app/indexing_scheduler.h"
 #include "app/user_messages.h"
+#include "database/import_source.h"
 #include "database/index_store.h"
+#include "forms/about_box.h"
+#include "forms/browser_window.h"
+#include "forms/check_window.h"
+#include "forms/import_window.h"
 #include "forms/main_window.h"
+#include "forms/statistics_window.h"
 #include "forms/web_links.h"
 #include "util/file_utils.h"
 #include "util/path_utils.h"
-
-#if __has_include("forms/check_window.h")
-#include "forms/check_window.h"
-#define TEMBRIX_HAVE_CHECK_WINDOW 1
-#endif
-#if __has_include("forms/import_window.h") && __has_include("database/import_source.h")
-#include "database/import_source.h"
-#include "forms/import_window.h"
-#define TEMBRIX_HAVE_IMPORT_WINDOW 1
-#endif
-#if __has_include("forms/browser_window.h")
-#include "forms/browser_window.h"
-#define TEMBRIX_HAVE_BROWSER_WINDOW 1
-#endif
-#if __has_include("forms/statistics_window.h")
-#include "forms/statistics_window.h"
-#define TEMBRIX_HAVE_STATISTICS_WINDOW 1
-#endif
-#if __has_include("forms/about_box.h")
-#include "forms/about_box.h"
-#define TEMBRIX_HAVE_ABOUT_BOX 1
-#endif
 
 namespace tembrix {
 
@@ -123,14 +107,12 @@ void TForm1::N14Click() {
 
 void TForm1::N16Click() {
     StopPlayExecute();
-#ifdef TEMBRIX_HAVE_BROWSER_WINDOW
     if (!m_form9) {
         m_form9 = new TForm9(m_store, this);
     }
     m_form9->show();
     m_form9->raise();
     m_form9->activateWindow();
-#endif
 }
 
 void TForm1::N39Click() {
@@ -139,10 +121,8 @@ void TForm1::N39Click() {
         return;
     }
     StopPlayExecute();
-#ifdef TEMBRIX_HAVE_CHECK_WINDOW
     TForm7 check(m_store, this);
     RunModal(check);
-#endif
 }
 
 void TForm1::N41Click() {
@@ -151,13 +131,11 @@ void TForm1::N41Click() {
         return;
     }
     StopPlayExecute();
-#ifdef TEMBRIX_HAVE_IMPORT_WINDOW
     if (!m_source) {
         m_source = std::make_shared<TDataModule2>();
     }
     TForm8 import(m_store, *m_source, this);
     RunModal(import);
-#endif
 }
 
 void TForm1::N44Click() {
@@ -166,10 +144,8 @@ void TForm1::N44Click() {
         return;
     }
     StopPlayExecute();
-#ifdef TEMBRIX_HAVE_STATISTICS_WINDOW
     TForm10 statistics(m_store, this);
     RunModal(statistics);
-#endif
 }
 
 void TForm1::N47Click() {
@@ -211,10 +187,8 @@ void TForm1::N27Click() {
 
 void TForm1::N28Click() {
     StopPlayExecute();
-#ifdef TEMBRIX_HAVE_ABOUT_BOX
     TAboutBox about(this);
     RunModal(about);
-#endif
 }
 
 void TForm1::N52Click() {

@@ -35,7 +35,14 @@ QString GuiMessages::ChooseSaveFile(const QString& title, const QString& folder,
 }
 
 QString GuiMessages::ChooseFolder(const QString& title, const QString& folder) {
-    return QFileDialog::getExistingDirectory(Parent(), title, folder);
+    QFileDialog dialog(Parent(), title, folder);
+    dialog.setFileMode(QFileDialog::Directory);
+    dialog.setOption(QFileDialog::ShowDirsOnly);
+    dialog.setLabelText(QFileDialog::Accept, QStringLiteral("Выбрать каталог"));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
+        return QString();
+    }
+    return dialog.selectedFiles().constFirst();
 }
 
 }  // namespace tembrix
