@@ -155,8 +155,8 @@ void TForm1::BuildBody() {
     text->setWordWrap(true);
     text->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     m_video = new HelpVideoPanel(4, m_files.programDir, info);
-    auto* keys = new QLabel(QStringLiteral("<table cellspacing=2>"
-                                           "<tr><td><b>F5</b></td><td>начать индексацию</td></tr>"
+    auto* keys = new QLabel(QStringLiteral("<table cellspacing=0 cellpadding=1>"
+                                           "<tr><td width=64><b>F5</b></td><td>начать индексацию</td></tr>"
                                            "<tr><td><b>F6</b></td><td>остановить индексацию</td></tr>"
                                            "<tr><td><b>Ctrl+F</b></td><td>добавить файлы</td></tr>"
                                            "<tr><td><b>Ctrl+D</b></td><td>добавить каталог</td></tr>"

@@ -8,6 +8,7 @@
 #include <QPlainTextEdit>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTextCursor>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -38,7 +39,7 @@ TForm3::TForm3(const QString& programDir, QWidget* parent) : QWidget(parent, Qt:
         auto* memo = new QPlainTextEdit(m_pages);
         memo->setObjectName(QStringLiteral("Memo%1").arg(page + 1));
         memo->setReadOnly(true);
-        memo->setLineWrapMode(QPlainTextEdit::WidgetWidth);
+        memo->setLineWrapMode(QPlainTextEdit::NoWrap);
         m_memos[page] = memo;
         m_pages->addTab(memo, QString::fromUtf8(kPageTitles[page]));
     }
@@ -82,14 +83,19 @@ TForm3::TForm3(const QString& programDir, QWidget* parent) : QWidget(parent, Qt:
     connect(m_timer1, &QTimer::timeout, this, &TForm3::Timer1Timer);
     m_timer1->start();
     Timer1Timer();
-    resize(900, 520);
+    resize(1000, 520);
 }
 
 void TForm3::AppendLine(int page, const QString& line) {
     if (page < 0 || page > 2) {
         return;
     }
-    m_memos[page]->appendPlainText(line);
+    QPlainTextEdit* memo = m_memos[page];
+    memo->appendPlainText(line);
+    // The cursor goes to the start of the new line, so the view follows the lines without scrolling
+    // sideways to the end of a long one.
+    memo->moveCursor(QTextCursor::End);
+    memo->moveCursor(QTextCursor::StartOfBlock);
     ++m_counts[page];
 }
 

@@ -1,5 +1,6 @@
 // Shots of the main window, the settings dialog (each page) and the indexing report.
 
+#include <QPushButton>
 #include <QTabWidget>
 
 #include "app/indexing_queue.h"
@@ -45,6 +46,8 @@ void MarkJobInProgress(TForm1& window) {
 void MainWindow(ShotContext& context) {
     TForm1& window = *context.mainWindow;
     MarkJobInProgress(window);
+    // The button as it reads while a job runs (the statuses above are staged, no job is started).
+    window.StartButton()->setText(QStringLiteral("Остановить индексацию"));
     window.resize(1280, 680);
     context.Save(&window, QStringLiteral("main_window"));
 }
