@@ -375,4 +375,18 @@ bool TDataModule1::SetCacheSpill(bool enabled) {
     return busy.Ok() && m_connection.Exec(enabled ? "PRAGMA cache_spill=ON" : "PRAGMA cache_spill=OFF");
 }
 
+int64_t TDataModule1::CacheSize() {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return 0;
+    }
+    SqliteStatement q(Handle(), "PRAGMA cache_size");
+    return q.Next() ? q.Int64(0) : 0;
+}
+
+bool TDataModule1::SetCacheSize(int64_t size) {
+    BusyGuard busy(m_busy);
+    return busy.Ok() && m_connection.Exec(QStringLiteral("PRAGMA cache_size=%1").arg(size));
+}
+
 }  // namespace tembrix

@@ -86,6 +86,10 @@ public:
     // Off, a long transaction keeps them in memory and other readers of the file are not locked out
     // until the commit.
     bool SetCacheSpill(bool enabled);
+    // SQLite's page cache limit, as PRAGMA cache_size has it: pages when positive, KiB when negative.
+    // 0 when busy or not connected.
+    int64_t CacheSize();
+    bool SetCacheSize(int64_t size);
 
     // The raw connection, for the check worker, which runs its own read-only queries on it without the
     // busy flag. Null when not connected.

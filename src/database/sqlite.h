@@ -20,8 +20,9 @@ public:
     SqliteConnection(const SqliteConnection&) = delete;
     SqliteConnection& operator=(const SqliteConnection&) = delete;
 
-    // Opens (creating when missing) the database file, with a 5 s busy timeout, and confirms that the
-    // file really is an SQLite database by reading its schema. False (and closed) otherwise.
+    // Opens (creating when missing) the database file, with a 5 s busy timeout and memory-mapped reads,
+    // and confirms that the file really is an SQLite database by reading its schema. False (and closed)
+    // otherwise.
     bool Open(const QString& path);
     void Close();
     bool IsOpen() const { return m_db != nullptr; }

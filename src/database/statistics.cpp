@@ -43,6 +43,10 @@ constexpr char kDurationClassesSql[] =
     "ORDER "
     "BY par";
 
+// Page cache for the statistics' table scans, in KiB: the pages of about 100,000 rows that lie beyond
+// the memory-mapped part of the file.
+constexpr int64_t kScanCacheKiB = 512 * 1024;
+
 // The rows of one pair query; the lists of QueryPairs are parallel.
 QList<QPair<QString, qint64>> Pairs(TDataModule1& store, const char* sql) {
     QStringList params;
@@ -58,6 +62,14 @@ QList<QPair<QString, qint64>> Pairs(TDataModule1& store, const char* sql) {
 }  // namespace
 
 DatabaseStatistics CollectStatistics(TDataModule1& store) {
+    // Most queries scan the whole table, and a table of large envelopes keeps about one row per page.
+    // With SQLite's small default cache every scan would read all those pages again; a larger cache
+    // for the duration keeps them after the first scan. SQLite takes the memory only as pages arrive
+    // and gives it back when the limit is restored.
+    const int64_t cacheSize = store.CacheSize();
+    if (cacheSize != 0) {
+        store.SetCacheSize(-kScanCacheKiB);
+    }
     DatabaseStatistics s;
     for (const Total& t : kTotals) {
         s.totals.append({QString::fromUtf8(t.label), store.QueryScalar(QString::fromUtf8(t.sql))});
@@ -67,6 +79,9 @@ DatabaseStatistics CollectStatistics(TDataModule1& store) {
     s.filesByTracks = Pairs(store, kFilesByTracksSql);
     for (const auto& [par, val] : Pairs(store, kDurationClassesSql)) {
         s.durationClasses.append({par.toLongLong(), val});
+    }
+    if (cacheSize != 0) {
+        store.SetCacheSize(cacheSize);
     }
     return s;
 }

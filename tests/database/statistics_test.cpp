@@ -79,6 +79,13 @@ TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroups) {
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
+TEST_F(StatisticsTest, LeavesTheConnectionsCacheAsItWas) {
+    Collect({});
+    ASSERT_TRUE(store.SetCacheSize(-3000));
+    CollectStatistics(store);
+    EXPECT_EQ(store.CacheSize(), -3000);
+}
+
 TEST_F(StatisticsTest, AudioOnlyDatabaseHasZeroVideoFigures) {
     const qint64 mb = 1024 * 1024;
     const DatabaseStatistics s = Collect({
