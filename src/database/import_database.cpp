@@ -13,14 +13,14 @@ namespace {
 
 constexpr char kReplaceSavepoint[] = "import_replace";
 
-// The open write transaction of the import: committed when it holds 1000 rows, 32 MB of envelopes or
+// The open write transaction of the import: committed when it holds 1000 rows, 64 MB of envelopes or
 // has been open for a second, and at the end. When no transaction could be begun (the store busy, or
 // one already open on the connection), rows are committed by the connection one by one until the next
 // batch begins.
 class Batch {
 public:
     static constexpr int kMaxRows = 1000;
-    static constexpr int64_t kMaxBytes = 32 * 1024 * 1024;
+    static constexpr int64_t kMaxBytes = 64 * 1024 * 1024;
     static constexpr qint64 kMaxMs = 1000;
 
     explicit Batch(TDataModule1& store) : m_store(store) {}

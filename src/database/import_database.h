@@ -5,7 +5,7 @@
 // when the duplicate is met.
 //
 // The store is called from the worker's own thread, through its busy flag. Rows are written in batches:
-// one transaction of at most 1000 rows, one second or 32 MB of envelopes, committed also at the end and
+// one transaction of at most 1000 rows, one second or 64 MB of envelopes, committed also at the end and
 // after a stop. A replaced row is deleted and re-inserted inside a savepoint, so that a failed insert
 // leaves the old row in place.
 //
