@@ -34,6 +34,9 @@ IndexingScheduler::IndexingScheduler(IndexingQueue& queue, TDataModule1& store, 
 }
 
 IndexingScheduler::~IndexingScheduler() {
+    // Joining delivers queued calls, among them the workers' ends: they must not tick any more.
+    m_stopping = true;
+    m_running = false;
     m_timer2.stop();
     for (ProcessMediaFile*& worker : m_slots) {
         if (worker != nullptr) {
@@ -163,6 +166,7 @@ void IndexingScheduler::Launch() {
         worker = new ProcessMediaFile(m_store, setup);
         worker->sourcePath = path;
         worker->workerNumber = slot;
+        connect(worker, &QThread::finished, this, &IndexingScheduler::OnWorkerFinished, Qt::QueuedConnection);
         worker->start();
         m_queue.SetStatus(kStatusInWork, path);
     }
@@ -195,10 +199,24 @@ void IndexingScheduler::Timer2Timer() {
     Q_EMIT jobFinished();
 }
 
-void IndexingScheduler::StopExecute() {
-    if (!m_running) {
+void IndexingScheduler::OnWorkerFinished() {
+    if (!m_running || m_busy || m_stopping) {
         return;
     }
+    // `finished` is emitted just before the thread ends; wait for that so the tick sees it finished.
+    for (ProcessMediaFile* worker : m_slots) {
+        if (worker != nullptr && worker->Executed()) {
+            worker->wait();
+        }
+    }
+    Timer2Timer();
+}
+
+void IndexingScheduler::StopExecute() {
+    if (!m_running || m_stopping) {
+        return;
+    }
+    m_stopping = true;
     m_timer2.stop();
     // Workers blocked in a call onto this thread must still get it answered while we wait.
     WaitDelivering(kStopGrace);
@@ -218,6 +236,7 @@ void IndexingScheduler::StopExecute() {
     }
     ClearWorkDirectoryExecute();
     m_running = false;
+    m_stopping = false;
     Q_EMIT queueChanged();
     Q_EMIT runningChanged(false);
     Messages().ShowMessage(QStringLiteral("Индексация остановлена!"));

@@ -28,6 +28,7 @@ ProcessMediaFile::~ProcessMediaFile() {
 
 void ProcessMediaFile::run() {
     Execute();
+    m_executed.store(true);
 }
 
 QString ProcessMediaFile::Subdirectory() const {

@@ -8,6 +8,7 @@
 
 #include <QString>
 #include <QThread>
+#include <atomic>
 #include <memory>
 
 #include "database/index_record.h"
@@ -67,6 +68,10 @@ public:
     int insertedTracks = 0;
     qint64 insertedSeconds = 0;
 
+    // True once run() has returned: the thread makes no more calls onto the main thread and ends at
+    // once, so a plain wait() for it cannot block. Safe on any thread.
+    bool Executed() const { return m_executed.load(); }
+
 protected:
     void run() override;
 
@@ -80,6 +85,7 @@ private:
 
     TDataModule1& m_store;
     WorkerSetup m_setup;
+    std::atomic<bool> m_executed{false};
 };
 
 }  // namespace tembrix
