@@ -268,6 +268,9 @@ void TForm9::ListBox1Click() {
         value->setToolTip(value->text());
         m_values->setItem(i, 1, value);
     }
+    // The keys are wider than their column in some fonts.
+    m_values->resizeColumnToContents(0);
+    m_values->setColumnWidth(0, std::max(150, m_values->columnWidth(0) + 6));
     m_memo1->setPlainText(record.info);
 
     {

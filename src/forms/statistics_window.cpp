@@ -194,29 +194,34 @@ TForm10::TForm10(TDataModule1& store, QWidget* parent) : QDialog(parent), m_stor
     m_values->horizontalHeader()->setStretchLastSection(true);
     m_values->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_values->setEnabled(false);
+    // Disabled only against editing: the figures keep the normal text colour.
+    QPalette readable = m_values->palette();
+    readable.setColor(QPalette::Disabled, QPalette::Text, readable.color(QPalette::Active, QPalette::Text));
+    m_values->setPalette(readable);
     m_values->setFixedWidth(227 + 81 + 2 * m_values->frameWidth() + 4);
     m_values->setFixedHeight(m_values->horizontalHeader()->sizeHint().height() + 12 * 22 +
                              2 * m_values->frameWidth() + 2);
 
-    auto* staticText1 = new QLabel(
+    m_staticText1 = new QLabel(
         QStringLiteral(
             "Показаны основные статистические данные для текущей базы данных. Для сжатия распухшей "
             "базы данных используйте команду \"Сжать базу данных\"."),
         this);
-    staticText1->setObjectName(QStringLiteral("StaticText1"));
-    staticText1->setWordWrap(true);
-    staticText1->setFixedWidth(m_values->width());
-    staticText1->setFrameShape(QFrame::StyledPanel);
-    staticText1->setMargin(6);
+    m_staticText1->setObjectName(QStringLiteral("StaticText1"));
+    m_staticText1->setWordWrap(true);
+    m_staticText1->setFixedWidth(m_values->width());
+    m_staticText1->setFrameShape(QFrame::StyledPanel);
+    m_staticText1->setMargin(6);
 
-    // The six pies, in the order of their series numbers, with their two-line titles.
+    // The six pies, in the order of their series numbers, with their two-line titles (the chart title is
+    // rich text, so the line break is <br>).
     const QString titles[6] = {
-        QStringLiteral("Распределение количества файлов \nв зависимости от типа данных"),
-        QStringLiteral("Распределение по часам \nв зависимости от типа данных"),
-        QStringLiteral("Наличие ID3 тегов или описания \nв зависимости от типа данных"),
-        QStringLiteral("Распределение количества файлов \nв зависимости от расширения"),
-        QStringLiteral("Распределение по часам \nв зависимости от расширения"),
-        QStringLiteral("Распределение количества файлов\nв зависимости от количества аудио дорожек"),
+        QStringLiteral("Распределение количества файлов <br>в зависимости от типа данных"),
+        QStringLiteral("Распределение по часам <br>в зависимости от типа данных"),
+        QStringLiteral("Наличие ID3 тегов или описания <br>в зависимости от типа данных"),
+        QStringLiteral("Распределение количества файлов <br>в зависимости от расширения"),
+        QStringLiteral("Распределение по часам <br>в зависимости от расширения"),
+        QStringLiteral("Распределение количества файлов<br>в зависимости от количества аудио дорожек"),
     };
     QList<QChartView*> pieViews;
     for (int n = 1; n <= 6; ++n) {
@@ -244,7 +249,7 @@ TForm10::TForm10(TDataModule1& store, QWidget* parent) : QDialog(parent), m_stor
     m_bars->setBarWidth(0.7);
     chart7->addSeries(m_bars);
     m_barAxis = new QBarCategoryAxis;
-    m_barAxis->setLabelsAngle(-60);
+    m_barAxis->setLabelsAngle(-90);
     chart7->addAxis(m_barAxis, Qt::AlignBottom);
     m_bars->attachAxis(m_barAxis);
     m_barValueAxis = new QValueAxis;
@@ -283,7 +288,7 @@ TForm10::TForm10(TDataModule1& store, QWidget* parent) : QDialog(parent), m_stor
     auto* left = new QVBoxLayout;
     left->addWidget(image1);
     left->addWidget(m_values);
-    left->addWidget(staticText1);
+    left->addWidget(m_staticText1);
     left->addStretch(1);
 
     auto* top = new QHBoxLayout;
@@ -298,7 +303,7 @@ TForm10::TForm10(TDataModule1& store, QWidget* parent) : QDialog(parent), m_stor
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(top, 1);
     layout->addLayout(buttons);
-    setFixedSize(960, 600);
+    setFixedSize(1020, 620);
 }
 
 void TForm10::showEvent(QShowEvent* event) {
@@ -342,6 +347,11 @@ void TForm10::FillTotals(const QList<QPair<QString, qint64>>& totals) {
         auto* value = new QTableWidgetItem(QString::number(totals[row].second));
         m_values->setItem(row, 1, value);
     }
+    // The labels are wider than their column in some fonts: the list grows, the charts give way.
+    m_values->resizeColumnToContents(0);
+    m_values->setColumnWidth(0, std::max(227, m_values->columnWidth(0) + 6));
+    m_values->setFixedWidth(m_values->columnWidth(0) + 81 + 2 * m_values->frameWidth() + 4);
+    m_staticText1->setFixedWidth(m_values->width());
 }
 
 void TForm10::FillSeries(int index, const QList<QPieSlice*>& slices) {

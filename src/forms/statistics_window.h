@@ -8,6 +8,7 @@
 #include <QList>
 #include <functional>
 
+class QLabel;
 class QTableWidget;
 class QTabWidget;
 class QPushButton;
@@ -76,6 +77,7 @@ private:
     TDataModule1& m_store;
     QList<QColor> m_palette;
     QTableWidget* m_values = nullptr;
+    QLabel* m_staticText1 = nullptr;
     QTabWidget* m_pages = nullptr;
     QList<QPieSeries*> m_pies;
     QList<QChart*> m_pieCharts;
