@@ -8,6 +8,7 @@
 #include <QRandomGenerator>
 #include <QString>
 #include <QtEndian>
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -17,6 +18,11 @@
 namespace tembrix::bench {
 
 constexpr int kEnvelopeBytes = 48000;
+
+// The fastest repetition: on a machine shared with other work, the least disturbed one.
+inline double Minimum(const std::vector<double>& v) {
+    return v.empty() ? 0.0 : *std::min_element(v.begin(), v.end());
+}
 
 inline QString BenchPath(const QString& name) {
     return QDir::tempPath() + QStringLiteral("/tembrix-bench-") + name + QStringLiteral(".db");

@@ -63,7 +63,9 @@ BENCHMARK(BM_Import20kHalfDuplicates)
     ->ArgName("replace")
     ->Arg(0)
     ->Arg(1)
-    ->Iterations(3)
+    ->Iterations(1)
+    ->Repetitions(3)
+    ->ComputeStatistics("min", tembrix::bench::Minimum)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

@@ -2,9 +2,14 @@
 
 #include <QList>
 #include <QPair>
+#include <QtGlobal>
 #include <algorithm>
 #include <bit>
 #include <cstring>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
 
 #include "database/index_store.h"
 #include "database/sqlite.h"
@@ -26,7 +31,7 @@ constexpr char kIndexSql[] = "SELECT id,index_size,index_data FROM Data";
 
 // "Id=<id>\t" with the id as a 32-bit number, as every report line begins.
 QString IdPrefix(int64_t id) {
-    return QString::asprintf("Id=%i\t", static_cast<int32_t>(id));
+    return QStringLiteral("Id=") + QString::number(static_cast<int32_t>(id)) + u'\t';
 }
 
 int32_t Int32(const SqliteStatement& q, int column) {
@@ -34,33 +39,62 @@ int32_t Int32(const SqliteStatement& q, int column) {
 }
 
 // Number of 16-bit little-endian values among the first `bytes` / 2 whose top bit is set (negative as
-// signed numbers). Reads the bytes where they are, four values at a time: the top bits are gathered
-// into four 16-bit counters in one 64-bit word, which are added up before they can overflow.
-int64_t CountNegativeValues(const unsigned char* data, int64_t bytes) {
-    const int64_t values = bytes / 2;
+// signed numbers). Reads the bytes where they are, sixteen values at a time: the top bits are gathered
+// into 16-bit counters, four to a 64-bit word, which are added up before they can overflow.
+#if defined(__x86_64__) && defined(__GNUC__)
+// Twice the width where the processor has it; the choice is made once, when the program loads.
+__attribute__((target_clones("avx2", "default")))
+#endif
+int64_t
+CountNegativeValues(const unsigned char* data, int64_t bytes) {
     constexpr uint64_t kLowBits = 0x0001000100010001ULL;
-    constexpr int64_t kWordsPerFold = 65535;  // a 16-bit counter holds this many ones
-    int64_t count = 0;
-    int64_t k = 0;
-    while (k + 4 <= values) {
-        const int64_t words = std::min<int64_t>((values - k) / 4, kWordsPerFold);
-        uint64_t counters = 0;
-        for (int64_t w = 0; w < words; ++w) {
-            uint64_t word;
-            std::memcpy(&word, data + 2 * (k + 4 * w), sizeof word);
-            if constexpr (std::endian::native == std::endian::big) {
-                word = __builtin_bswap64(word);
-            }
-            counters += (word >> 15) & kLowBits;  // the top bit of each value, moved to its lowest bit
+    constexpr int64_t kBlock = 32;            // bytes per step: four words of four values
+    constexpr int64_t kStepsPerFold = 65535;  // a 16-bit counter holds this many ones
+    const auto load = [data](int64_t offset) {
+        uint64_t word;
+        std::memcpy(&word, data + offset, sizeof word);
+        if constexpr (std::endian::native == std::endian::big) {
+            word = __builtin_bswap64(word);
         }
-        count += static_cast<int64_t>((counters & 0xFFFF) + ((counters >> 16) & 0xFFFF) +
-                                      ((counters >> 32) & 0xFFFF) + (counters >> 48));
-        k += 4 * words;
+        return (word >> 15) & kLowBits;  // the top bit of each value, moved to its lowest bit
+    };
+    const auto fold = [](uint64_t c) {
+        return static_cast<int64_t>((c & 0xFFFF) + ((c >> 16) & 0xFFFF) + ((c >> 32) & 0xFFFF) + (c >> 48));
+    };
+    const int64_t usable = bytes / 2 * 2;
+    int64_t count = 0;
+    int64_t offset = 0;
+    while (offset + kBlock <= usable) {
+        const int64_t steps = std::min<int64_t>((usable - offset) / kBlock, kStepsPerFold);
+        // Four independent counters, so that the additions do not wait for each other.
+        uint64_t c0 = 0, c1 = 0, c2 = 0, c3 = 0;
+        for (int64_t step = 0; step < steps; ++step, offset += kBlock) {
+            c0 += load(offset);
+            c1 += load(offset + 8);
+            c2 += load(offset + 16);
+            c3 += load(offset + 24);
+        }
+        count += fold(c0) + fold(c1) + fold(c2) + fold(c3);
     }
-    for (; k < values; ++k) {
-        count += (data[2 * k + 1] & 0x80) != 0 ? 1 : 0;
+    for (; offset < usable; offset += 2) {
+        count += (data[offset + 1] & 0x80) != 0 ? 1 : 0;
     }
     return count;
+}
+
+// True when something other than a folder exists at the UTF-8 path, as FileExists says. Asks the system
+// directly where it can, without making a string of every path: the source pass looks at each row of the
+// table.
+bool RegularFileExists(const char* utf8Path) {
+    if (utf8Path == nullptr || *utf8Path == '\0') {
+        return false;
+    }
+#ifdef Q_OS_UNIX
+    struct stat info;
+    return ::stat(utf8Path, &info) == 0 && !S_ISDIR(info.st_mode);
+#else
+    return FileExists(QString::fromUtf8(utf8Path));
+#endif
 }
 
 }  // namespace
@@ -157,8 +191,9 @@ bool CheckDatabase::FindEmptyFields() {
         const int64_t id = q.Int64(kId);
         const int32_t indexSize = Int32(q, kIndexSize);
         QString faulty;
+        // A value is empty text when it has no bytes as text (NULL included); no string is made.
         const auto emptyText = [&](int column, const char* name) {
-            if (q.Text(column).isEmpty()) {
+            if (q.TextBytes(column) == 0) {
                 faulty += QLatin1String(name) + QLatin1String(", ");
             }
         };
@@ -195,9 +230,9 @@ bool CheckDatabase::FindMissingSources() {
     // the order of the table, as the other passes report theirs.
     QList<QPair<int64_t, QString>> missing;
     while (!Stopping() && q.Next()) {
-        const QString path = q.Text(1);
-        if (!FileExists(path)) {
-            missing.append({q.Int64(0), path});
+        const char* path = q.Utf8(1);
+        if (!RegularFileExists(path)) {
+            missing.append({q.Int64(0), q.Text(1)});
         }
     }
     std::stable_sort(missing.begin(), missing.end(),

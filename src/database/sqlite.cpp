@@ -164,6 +164,14 @@ int64_t SqliteStatement::BlobBytes(int column) const {
     return sqlite3_column_bytes(m_stmt, column);
 }
 
+int64_t SqliteStatement::TextBytes(int column) const {
+    return column >= 0 ? sqlite3_column_bytes(m_stmt, column) : 0;
+}
+
+const char* SqliteStatement::Utf8(int column) const {
+    return column >= 0 ? reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, column)) : nullptr;
+}
+
 const void* SqliteStatement::BlobData(int column) const {
     return column >= 0 ? sqlite3_column_blob(m_stmt, column) : nullptr;
 }

@@ -71,6 +71,10 @@ public:
     QString Text(int column) const;
     QByteArray Blob(int column) const;
     int64_t BlobBytes(int column) const;
+    // Bytes of the value as UTF-8 text (a number is counted as its decimal text; NULL has none).
+    int64_t TextBytes(int column) const;
+    // The value as UTF-8 text, valid until the next step (nullptr for NULL).
+    const char* Utf8(int column) const;
     const void* BlobData(int column) const;
     bool IsNull(int column) const;
 
