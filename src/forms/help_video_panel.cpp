@@ -70,6 +70,7 @@ HelpClipPlayer::Mode HelpVideoPanel::Mode() const {
 
 void HelpVideoPanel::SetCover(const QPixmap& cover) {
     m_cover = cover;
+    updateGeometry();
     update();
 }
 
@@ -195,7 +196,7 @@ HelpClipPlayerFactory HelpVideoPanel::SetPlayerFactory(HelpClipPlayerFactory fac
 }
 
 QSize HelpVideoPanel::sizeHint() const {
-    return {320, 180};
+    return {320, heightForWidth(320)};
 }
 
 bool HelpVideoPanel::hasHeightForWidth() const {
@@ -203,11 +204,14 @@ bool HelpVideoPanel::hasHeightForWidth() const {
 }
 
 int HelpVideoPanel::heightForWidth(int width) const {
-    return width * 9 / 16;
+    if (m_cover.isNull() || m_cover.width() <= 0) {
+        return width * 3 / 4;  // the clips' own proportion
+    }
+    return static_cast<int>(static_cast<qint64>(width) * m_cover.height() / m_cover.width());
 }
 
 QSize HelpVideoPanel::minimumSizeHint() const {
-    return {160, 90};
+    return {120, 90};
 }
 
 void HelpVideoPanel::paintEvent(QPaintEvent*) {
@@ -217,7 +221,7 @@ void HelpVideoPanel::paintEvent(QPaintEvent*) {
     // The picture or the video, as large as the panel allows, kept in proportion and centred.
     auto fitted = [this](QSize size) {
         if (size.isEmpty()) {
-            size = QSize(16, 9);
+            size = QSize(4, 3);
         }
         const QSize scaled = size.scaled(this->size(), Qt::KeepAspectRatio);
         return QRect(QPoint((width() - scaled.width()) / 2, (height() - scaled.height()) / 2), scaled);
@@ -233,7 +237,7 @@ void HelpVideoPanel::paintEvent(QPaintEvent*) {
         return;
     }
     // No picture (or no frame yet): a dark screen with a play sign.
-    const QRect screen = fitted(m_cover.isNull() ? QSize(16, 9) : m_cover.size());
+    const QRect screen = fitted(m_cover.isNull() ? QSize(4, 3) : m_cover.size());
     painter.fillRect(screen, QColor(0x2a, 0x25, 0x22));
     if (m_coverShown) {
         const int side = std::max(12, std::min(screen.width(), screen.height()) / 4);

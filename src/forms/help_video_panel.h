@@ -62,7 +62,7 @@ public:
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
-    // The panel keeps the proportion of the clips (16:9).
+    // The panel keeps the proportion of its picture (4:3, the clips' own, before one is set).
     bool hasHeightForWidth() const override;
     int heightForWidth(int width) const override;
 
