@@ -18,10 +18,21 @@ namespace tembrix {
 
 namespace {
 
+// The executable's file name without its platform suffix: ".exe" is dropped on Windows; elsewhere
+// executables have no suffix, so a name such as "tembrix-1.2" is kept whole.
+QString ExecutableName(const QFileInfo& info) {
+#ifdef Q_OS_WIN
+    return info.fileName().endsWith(QLatin1String(".exe"), Qt::CaseInsensitive) ? info.fileName().chopped(4)
+                                                                                : info.fileName();
+#else
+    return info.fileName();
+#endif
+}
+
 // The executable's path without its suffix (".exe" on Windows, none elsewhere).
 QString ExecutableStem(const QString& executablePath) {
     const QFileInfo info(executablePath);
-    return info.absolutePath() + u'/' + info.completeBaseName();
+    return info.absolutePath() + u'/' + ExecutableName(info);
 }
 
 ProgramFiles PathsFor(const QString& executablePath, bool createFallback) {
@@ -36,7 +47,7 @@ ProgramFiles PathsFor(const QString& executablePath, bool createFallback) {
         if (createFallback) {
             EnsureFolder(folder);
         }
-        stem = folder + u'/' + info.completeBaseName();
+        stem = folder + u'/' + ExecutableName(info);
     }
     files.iniPath = QDir::toNativeSeparators(stem + QStringLiteral(".ini"));
     files.logPath = QDir::toNativeSeparators(stem + QStringLiteral(".log"));

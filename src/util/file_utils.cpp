@@ -24,7 +24,7 @@ void FindFiles(const QString& folder, const QString& mask, bool recurse, bool li
     if (!recurse) {
         return;
     }
-    QDirIterator dirs(folder, QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::NoSymLinks);
+    QDirIterator dirs(folder, QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks);
     while (dirs.hasNext()) {
         dirs.next();
         const QString sub = JoinPath(folder, dirs.fileName());

@@ -10,8 +10,8 @@ namespace tembrix {
 
 // Appends to `list` the full path (folder + separator + name) of every regular, non-hidden file in
 // `folder` whose name matches `mask` (wildcards, "*.*" and "*" match every name); then, when `recurse` is
-// set, for every subfolder (symbolic links to folders are not followed) appends its path when
-// `listFolders` is set and descends into it. Files of a folder come before its subfolders; names are
+// set, for every subfolder that is not hidden (symbolic links to folders are not followed) appends its path
+// when `listFolders` is set and descends into it. Files of a folder come before its subfolders; names are
 // taken in the order the file system returns them.
 void FindFiles(const QString& folder, const QString& mask, bool recurse, bool listFolders, QStringList& list);
 
