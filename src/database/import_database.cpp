@@ -1,5 +1,7 @@
 #include "database/import_database.h"
 
+#include <sqlite3.h>
+
 #include <QElapsedTimer>
 #include <vector>
 
@@ -13,10 +15,10 @@ namespace {
 
 constexpr char kReplaceSavepoint[] = "import_replace";
 
-// The open write transaction of the import: committed when it holds 1000 rows, 64 MB of envelopes or
-// has been open for a second, and at the end. When no transaction could be begun (the store busy, or
-// one already open on the connection), rows are committed by the connection one by one until the next
-// batch begins.
+// The open write transaction of the import: committed when it holds 1000 rows or 64 MB of envelopes,
+// when its first row is a second old, and at the end. Whether a transaction is open is asked of the
+// connection, since another caller of the store may commit it (the indexing's closing COMMIT); the rows
+// are then committed one by one by the connection until the next batch begins.
 class Batch {
 public:
     static constexpr int kMaxRows = 1000;
@@ -26,20 +28,30 @@ public:
     explicit Batch(TDataModule1& store) : m_store(store) {}
 
     void Begin() {
-        m_open = m_store.BeginTransaction();
+        m_store.BeginTransaction();
         m_rows = 0;
         m_bytes = 0;
-        m_timer.start();
     }
 
-    // Counts one written row and commits the batch when it is full.
+    // Counts one written row.
     void Count(int64_t envelopeBytes) {
+        if (m_rows == 0) {
+            m_timer.start();
+        }
         ++m_rows;
         m_bytes += envelopeBytes;
-        if (m_rows >= kMaxRows || m_bytes >= kMaxBytes || m_timer.elapsed() >= kMaxMs) {
-            // A commit that fails (a reader of the file holding its lock past the busy timeout) keeps
-            // the transaction open; the next full batch tries again.
-            if (!m_open || m_store.CommitTransaction()) {
+    }
+
+    // Commits the batch when it is full or old enough, and begins the next. A commit that fails (a
+    // reader of the file holding its lock past the busy timeout) keeps the batch open; the next row
+    // tries again.
+    void CommitWhenDue() {
+        if (!Open()) {
+            Begin();
+            return;
+        }
+        if (m_rows >= kMaxRows || m_bytes >= kMaxBytes || (m_rows > 0 && m_timer.elapsed() >= kMaxMs)) {
+            if (m_store.CommitTransaction()) {
                 Begin();
             }
         }
@@ -48,10 +60,9 @@ public:
     // Commits what is open. A last commit is retried; when it still fails the batch is rolled back, so
     // that the connection is not left inside a transaction. False then.
     bool End() {
-        if (!m_open) {
+        if (!Open()) {
             return true;
         }
-        m_open = false;
         for (int attempt = 0; attempt < 3; ++attempt) {
             if (m_store.CommitTransaction()) {
                 return true;
@@ -62,8 +73,9 @@ public:
     }
 
 private:
+    bool Open() const { return m_store.Handle() != nullptr && sqlite3_get_autocommit(m_store.Handle()) == 0; }
+
     TDataModule1& m_store;
-    bool m_open = false;
     int m_rows = 0;
     int64_t m_bytes = 0;
     QElapsedTimer m_timer;
@@ -230,6 +242,7 @@ void ImportDatabase::Execute() {
                 batch.Count(record.index_size);
             }
         }
+        batch.CommitWhenDue();
         ++processed;
         progress = total > 1 ? static_cast<int>((int64_t{i} * 100) / (total - 1)) : 100;
     }

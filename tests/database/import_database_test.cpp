@@ -378,6 +378,25 @@ TEST_F(ImportDatabaseTest, StopFinishesTheRowThenReportsAndCommits) {
     EXPECT_TRUE(Committed());
 }
 
+TEST_F(ImportDatabaseTest, ACommitByAnotherCallerMidwayLosesNothing) {
+    Open({Row("b")}, {Row("a"), Row("b"), Row("c")});
+    ImportDatabase worker(store, source);
+    worker.onLine = [&](const QString&) { EXPECT_TRUE(store.Commit()); };  // as the indexing's last step
+    const ImportRun run = [&] {
+        ImportRun r;
+        worker.onMessageBox = [&](const QString& text) { r.boxes.append(text); };
+        worker.onSummary = [&](const QStringList& s) { r.summary = s; };
+        test::RunToEnd(worker);
+        return r;
+    }();
+    EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
+    EXPECT_EQ(run.summary, Summary(3, 3, 1, 0, 2));
+    EXPECT_TRUE(Committed());
+    SqliteConnection reader;
+    ASSERT_TRUE(reader.Open(mainPath));
+    EXPECT_EQ(Rows(reader.Handle(), false).size(), 3);
+}
+
 TEST_F(ImportDatabaseTest, ManyRowsAreCommittedInBatchesAndAllArrive) {
     Open({}, {});
     SqliteConnection c;
