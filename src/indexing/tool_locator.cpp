@@ -1,10 +1,10 @@
 #include "indexing/tool_locator.h"
 
 #include <QDir>
-#include <QSettings>
 #include <QStandardPaths>
 
 #include "util/file_utils.h"
+#include "util/ini_file.h"
 #include "util/path_utils.h"
 
 namespace tembrix {
@@ -47,8 +47,10 @@ QString Locate(QString& kept, const QString& programDir, const QString& tool, co
     } else {
         const QString ini = JoinPath(programDir, section + QStringLiteral(".ini"));
         if (FileExists(ini)) {
-            QSettings file(ini, QSettings::IniFormat);
-            kept = file.value(section + QStringLiteral("/Path"), QString()).toString();
+            IniText file;
+            if (file.Load(ini)) {
+                kept = file.Value(section, QStringLiteral("Path")).value_or(QString());
+            }
         }
     }
     if (kept.isEmpty()) {
@@ -61,10 +63,11 @@ QString Locate(QString& kept, const QString& programDir, const QString& tool, co
 }
 
 bool SavePath(const QString& programDir, const QString& section, const QString& path) {
-    QSettings file(JoinPath(programDir, section + QStringLiteral(".ini")), QSettings::IniFormat);
-    file.setValue(section + QStringLiteral("/Path"), path);
-    file.sync();
-    return file.status() == QSettings::NoError;
+    const QString ini = JoinPath(programDir, section + QStringLiteral(".ini"));
+    IniText file;
+    file.Load(ini);  // a missing file starts empty
+    file.SetValue(section, QStringLiteral("Path"), path);
+    return file.Save(ini);
 }
 
 }  // namespace
