@@ -1,9 +1,12 @@
 // Shots of the main window, the settings dialog (each page) and the indexing report.
 
+#include <QApplication>
+#include <QElapsedTimer>
 #include <QPushButton>
 #include <QTabWidget>
 
 #include "app/indexing_queue.h"
+#include "forms/help_video_panel.h"
 #include "forms/main_window.h"
 #include "forms/report_window.h"
 #include "forms/settings_dialog.h"
@@ -72,8 +75,23 @@ void ReportWindow(ShotContext& context) {
     report->hide();
 }
 
+// The main window's help clip one and a half seconds after a click, played by the real backend.
+void HelpVideoPlaying(ShotContext& context) {
+    HelpVideoPanel* panel = context.mainWindow->VideoPanel();
+    context.mainWindow->show();
+    panel->PanelVideoClick();
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 1500) {
+        QApplication::processEvents(QEventLoop::AllEvents, 50);
+    }
+    context.Save(panel, QStringLiteral("help_video_playing"));
+    HelpVideoPanel::StopAll();
+}
+
 }  // namespace
 
+TEMBRIX_SCREENSHOT("help_video_playing", HelpVideoPlaying);
 TEMBRIX_SCREENSHOT("main_window", MainWindow);
 TEMBRIX_SCREENSHOT("report_window", ReportWindow);
 TEMBRIX_SCREENSHOT("settings_dialog", SettingsDialog);
