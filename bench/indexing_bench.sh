@@ -46,11 +46,13 @@ set_files=("$media/song1.mp3" "$media/piece1.flac" "$media/tone1.wav" "$media/fi
            "$media/song2.mp3" "$media/piece2.flac" "$media/tone2.wav" "$media/film2.mkv")
 
 now() { date +%s.%N; }
-# CPU seconds (user + system) used so far by the finished children of this shell.
-child_cpu() {
-  times | tail -1 | awk '{
+# Sets CPU_NOW to the CPU seconds (user + system) used so far by the finished children of this shell.
+# `times` must run in this shell itself, not in a command substitution's subshell.
+snap_cpu() {
+  times >"$scratch/times"
+  CPU_NOW=$(tail -1 "$scratch/times" | awk '{
     split($1, u, /[ms]/); split($2, s, /[ms]/);
-    printf "%.3f", u[1] * 60 + u[2] + s[1] * 60 + s[2] }'
+    printf "%.3f", u[1] * 60 + u[2] + s[1] * 60 + s[2] }')
 }
 best=()  # one best wall time per measurement, in order
 cpu=()   # the CPU time of that run
@@ -88,7 +90,7 @@ measure() {  # measure NAME COMMAND...: best of $repeats wall times, with that r
   local min="" mincpu=""
   for ((r = 0; r < repeats; r++)); do
     local t0 t1 c0 c1 t c
-    c0=$(child_cpu); t0=$(now); "$@"; t1=$(now); c1=$(child_cpu)
+    snap_cpu; c0=$CPU_NOW; t0=$(now); "$@"; t1=$(now); snap_cpu; c1=$CPU_NOW
     t=$(echo "$t1 - $t0" | bc)
     c=$(echo "$c1 - $c0" | bc)
     if [ -z "$min" ] || [ "$(echo "$t < $min" | bc)" = 1 ]; then min=$t; mincpu=$c; fi
