@@ -13,8 +13,6 @@ namespace tembrix {
 
 namespace {
 
-constexpr char kReplaceSavepoint[] = "import_replace";
-
 // The open write transaction of the import: committed when it holds 1000 rows or 64 MB of envelopes,
 // when its first row is a second old, and at the end. Whether a transaction is open is asked of the
 // connection, since another caller of the store may commit it (the indexing's closing COMMIT); the rows
@@ -214,30 +212,24 @@ void ImportDatabase::Execute() {
             if (!replaceDuplicates) {
                 ++ignored;
             } else {
-                const bool savepoint = m_store.Savepoint(kReplaceSavepoint);
-                m_store.DeleteTrack(key.md5, key.sourceSize, key.audioTrack);
+                // The source row is read first, so that the store can delete and insert in one step
+                // that no other caller of the store comes between, and undo the delete when the insert
+                // fails. A row that could not be read is not inserted (its record would not be that
+                // track's), and the stored row stays.
+                const bool read = ReadSourceRow(m_source, key, record, envelope);
+                const int inserted =
+                    read ? m_store.ReplaceTrack(record, envelope.data()) : TDataModule1::kFailed;
                 ++deleted;
                 ++added;
-                const bool read = ReadSourceRow(m_source, key, record, envelope);
                 if (!read) {
                     const QString text = QStringLiteral("Ошибка DataModule2->GetRecord2");
                     Line(text);
                     MessageBox(text);
                 }
-                // A row that could not be read is not inserted: the record would not be that track's.
-                const int inserted =
-                    read ? m_store.InsertRecordWithIndex(record, envelope.data()) : TDataModule1::kFailed;
                 if (inserted != TDataModule1::kOk) {
                     const QString text = QStringLiteral("Ошибка DataModule1->InsertSQL");
                     Line(text);
                     MessageBox(text);
-                }
-                if (savepoint) {
-                    if (inserted == TDataModule1::kOk) {
-                        m_store.ReleaseSavepoint(kReplaceSavepoint);
-                    } else {
-                        m_store.RollbackToSavepoint(kReplaceSavepoint);  // the old row stays
-                    }
                 }
                 batch.Count(record.index_size);
             }

@@ -336,6 +336,48 @@ int TDataModule1::DeleteById(int32_t id) {
     return q.Run() ? kOk : kFailed;
 }
 
+int TDataModule1::ReplaceTrack(const IndexRecord& record, const void* envelopeBytes) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
+    }
+    if (!m_connection.Exec("SAVEPOINT replace_track")) {
+        return kFailed;
+    }
+    SqliteStatement remove(Handle(), kDeleteTrackSql);
+    remove.Bind(":MD5", record.md5);
+    remove.Bind(":SOURCESIZE", record.source_size);
+    remove.BindInt(":AUDIOTRACK", record.audio_track);
+    int result = remove.Run() ? kOk : kFailed;
+    if (result == kOk) {
+        // The track is gone unless the delete missed a row: the insert's own duplicate test.
+        SqliteStatement find(Handle(), kFindTrackSql);
+        find.Bind(":MD5", record.md5);
+        find.Bind(":SOURCESIZE", record.source_size);
+        find.BindInt(":AUDIOTRACK", record.audio_track);
+        result = find.Next() ? kDuplicate : (find.Failed() ? kFailed : kOk);
+    }
+    if (result == kOk) {
+        SqliteStatement insert(Handle(), kInsertWithIndexSql);
+        BindRecord(insert, record);
+        if (record.index_size > 0 && envelopeBytes == nullptr) {
+            result = kFailed;
+        } else {
+            insert.BindBlob(":INDEXDATA", envelopeBytes, record.index_size);
+            result = insert.Run() ? kOk : kFailed;
+        }
+        if (result == kFailed) {
+            WriteStoreLog(QStringLiteral("Query insert error!"));
+        }
+    }
+    if (result == kOk) {
+        m_connection.Exec("RELEASE SAVEPOINT replace_track");
+    } else {
+        m_connection.Exec("ROLLBACK TO SAVEPOINT replace_track; RELEASE SAVEPOINT replace_track");
+    }
+    return result;
+}
+
 bool TDataModule1::BeginTransaction() {
     BusyGuard busy(m_busy);
     return busy.Ok() && m_connection.Exec("BEGIN");

@@ -74,6 +74,12 @@ public:
     int DeleteTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
     int DeleteById(int32_t id);
 
+    // Replaces the rows of a track by one row, in one step under the busy flag: deletes every row with
+    // md5, source_size and audio_track of `record` and inserts `record` with `record.index_size` bytes of
+    // envelope, inside a savepoint, so that when the insert fails the old rows stay. The result is the
+    // insert's (0, -1, -3); -2 busy, nothing changed.
+    int ReplaceTrack(const IndexRecord& record, const void* envelopeBytes);
+
     // Batched writing for the import: a transaction, and savepoints inside it. Each takes the busy flag.
     bool BeginTransaction();
     bool CommitTransaction();
