@@ -10,10 +10,12 @@
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QSocketNotifier>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <csignal>
 #include <cstdio>
+#include <optional>
 
 #include "app/indexing_queue.h"
 #include "app/indexing_scheduler.h"
@@ -117,6 +119,21 @@ QString ProgressLine(const IndexingQueue& queue, const IndexingScheduler& schedu
         .arg(Clock(elapsedMs / 1000), left);
 }
 
+// A tool path made absolute: a bare name is looked up on PATH, a relative path taken from the current
+// folder. "" stays "" (the tool locator fills it in).
+QString ToolPath(const QString& path) {
+    if (path.isEmpty()) {
+        return path;
+    }
+    if (!path.contains(QDir::separator()) && !path.contains(u'/')) {
+        const QString found = QStandardPaths::findExecutable(path);
+        if (!found.isEmpty()) {
+            return QDir::toNativeSeparators(found);
+        }
+    }
+    return QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
+}
+
 // Queues one command-line path. False (after a message) when it does not exist or cannot be read.
 bool QueuePath(IndexingQueue& queue, const QString& argument) {
     const QFileInfo info(argument);
@@ -175,16 +192,17 @@ int CmdIndex(const QStringList& args) {
     if (o.Has(QStringLiteral("no-copy"))) {
         settings.copyToWorkDir = false;
     }
-    settings.soxPath = o.Value(QStringLiteral("sox"), settings.soxPath);
-    settings.ffmpegPath = o.Value(QStringLiteral("ffmpeg"), settings.ffmpegPath);
+    // The tools run in the work folder, so a relative tool path is made absolute here.
+    settings.soxPath = ToolPath(o.Value(QStringLiteral("sox"), settings.soxPath));
+    settings.ffmpegPath = ToolPath(o.Value(QStringLiteral("ffmpeg"), settings.ffmpegPath));
 
     // Never the desktop program's work folder, whose slot folders a running window may be using.
-    QTemporaryDir temporaryWork(QDir::tempPath() + QStringLiteral("/tembrix-index-XXXXXX"));
+    std::optional<QTemporaryDir> temporaryWork;
     if (o.values.contains(QStringLiteral("work-dir"))) {
         settings.workDir =
             QDir::toNativeSeparators(QFileInfo(o.Value(QStringLiteral("work-dir"))).absoluteFilePath());
-    } else if (temporaryWork.isValid()) {
-        settings.workDir = QDir::toNativeSeparators(temporaryWork.path());
+    } else if (temporaryWork.emplace(QDir::tempPath() + QStringLiteral("/tembrix-index-XXXXXX")).isValid()) {
+        settings.workDir = QDir::toNativeSeparators(temporaryWork->path());
     } else {
         Err(QStringLiteral("Cannot create a temporary work folder; pass --work-dir DIR"));
         return kExitUsage;

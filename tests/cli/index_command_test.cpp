@@ -188,6 +188,7 @@ TEST(CliIndex, MixedFolderIndexesIntoRowsThatMatchIndependentResults) {
     EXPECT_EQ(Rows(db).size(), 6u);
 }
 
+// Tools given by bare name are found on PATH, although they run in the work folder.
 TEST(CliIndex, ListFilesAndRelativePathsAreQueuedWithFullPaths) {
     TempDir dir;
     const QString db = NewDatabase(dir);
@@ -205,8 +206,9 @@ TEST(CliIndex, ListFilesAndRelativePathsAreQueuedWithFullPaths) {
     p.setWorkingDirectory(dir.Path());
     p.setProcessEnvironment(env);
     p.start(test::BinPath(QStringLiteral("tembrix-cli")),
-            QStringList{QStringLiteral("index"), QStringLiteral("--db"), db, QStringLiteral("--no-copy")} +
-                ToolArgs() + QStringList{list, QStringLiteral("c.wav")});
+            QStringList{QStringLiteral("index"), QStringLiteral("--db"), db, QStringLiteral("--no-copy"),
+                        QStringLiteral("--sox"), QStringLiteral("sox"), QStringLiteral("--ffmpeg"),
+                        QStringLiteral("ffmpeg"), list, QStringLiteral("c.wav")});
     ASSERT_TRUE(p.waitForFinished(120000));
     const QString out = QString::fromUtf8(p.readAllStandardOutput());
     EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
