@@ -28,6 +28,14 @@ QString MakeClip(const TempDir& dir) {
     return clip;
 }
 
+// The backend's threads live in GStreamer, GLib and libffi, which ThreadSanitizer does not see into:
+// their own hand-offs look like races to it.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kUnderThreadSanitizer = true;
+#else
+constexpr bool kUnderThreadSanitizer = false;
+#endif
+
 template <typename Predicate>
 bool WaitFor(Predicate done, int ms) {
     QElapsedTimer clock;
@@ -39,6 +47,9 @@ bool WaitFor(Predicate done, int ms) {
 }
 
 TEST(QtHelpClipPlayer, PlaysAClipAndHandsOverItsFrames) {
+    if (kUnderThreadSanitizer) {
+        GTEST_SKIP() << "the multimedia backend's threads are not instrumented";
+    }
     TempDir dir;
     const QString clip = MakeClip(dir);
     ASSERT_FALSE(clip.isEmpty());
@@ -69,6 +80,9 @@ TEST(QtHelpClipPlayer, PlaysAClipAndHandsOverItsFrames) {
 }
 
 TEST(QtHelpClipPlayer, ABrokenClipReportsAnError) {
+    if (kUnderThreadSanitizer) {
+        GTEST_SKIP() << "the multimedia backend's threads are not instrumented";
+    }
     TempDir dir;
     const QString broken = dir.Write(QStringLiteral("9.mpg"), QByteArray(4096, 'x'));
     QtHelpClipPlayer player;
