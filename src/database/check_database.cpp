@@ -41,12 +41,12 @@ int32_t Int32(const SqliteStatement& q, int column) {
 // Number of 16-bit little-endian values among the first `bytes` / 2 whose top bit is set (negative as
 // signed numbers). Reads the bytes where they are, sixteen values at a time: the top bits are gathered
 // into 16-bit counters, four to a 64-bit word, which are added up before they can overflow.
-#if defined(__x86_64__) && defined(__GNUC__)
-// Twice the width where the processor has it; the choice is made once, when the program loads.
-__attribute__((target_clones("avx2", "default")))
+#if defined(__GNUC__)
+#define TEMBRIX_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#define TEMBRIX_ALWAYS_INLINE inline
 #endif
-int64_t
-CountNegativeValues(const unsigned char* data, int64_t bytes) {
+TEMBRIX_ALWAYS_INLINE int64_t CountNegativeValuesIn(const unsigned char* data, int64_t bytes) {
     constexpr uint64_t kLowBits = 0x0001000100010001ULL;
     constexpr int64_t kBlock = 32;            // bytes per step: four words of four values
     constexpr int64_t kStepsPerFold = 65535;  // a 16-bit counter holds this many ones
@@ -80,6 +80,24 @@ CountNegativeValues(const unsigned char* data, int64_t bytes) {
         count += (data[offset + 1] & 0x80) != 0 ? 1 : 0;
     }
     return count;
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+// The same loop compiled for twice the vector width, used where the processor has it. (Chosen at the
+// call, not by the loader: a loader-resolved choice runs before a sanitizer's runtime is ready.)
+__attribute__((target("avx2"))) int64_t CountNegativeValuesAvx2(const unsigned char* data, int64_t bytes) {
+    return CountNegativeValuesIn(data, bytes);
+}
+#endif
+
+int64_t CountNegativeValues(const unsigned char* data, int64_t bytes) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    static const bool hasAvx2 = __builtin_cpu_supports("avx2");
+    if (hasAvx2) {
+        return CountNegativeValuesAvx2(data, bytes);
+    }
+#endif
+    return CountNegativeValuesIn(data, bytes);
 }
 
 // True when something other than a folder exists at the UTF-8 path, as FileExists says. Asks the system
