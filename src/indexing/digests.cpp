@@ -21,10 +21,13 @@ QString HexOf(const unsigned char* digest, unsigned int length) {
             .toHex());
 }
 
-}  // namespace
-
-FileDigests DigestFile(const QString& path) {
+// Reads `path` once, feeding both digests and, when `copy` is set, writing every chunk to it. `copied`
+// tells whether every write succeeded.
+FileDigests Digest(const QString& path, QFile* copy, bool* copied) {
     FileDigests result;
+    if (copied != nullptr) {
+        *copied = false;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         return result;
@@ -37,6 +40,7 @@ FileDigests DigestFile(const QString& path) {
     }
     constexpr qint64 kChunk = 4 * 1024 * 1024;
     std::unique_ptr<char[]> buffer(new char[kChunk]);
+    bool written = true;
     for (;;) {
         const qint64 got = file.read(buffer.get(), kChunk);
         if (got < 0) {
@@ -44,6 +48,9 @@ FileDigests DigestFile(const QString& path) {
         }
         if (got == 0) {
             break;
+        }
+        if (copy != nullptr && written) {
+            written = copy->write(buffer.get(), got) == got;
         }
         // Both digests take each slice while it is still in the cache.
         constexpr qint64 kSlice = 64 * 1024;
@@ -65,6 +72,35 @@ FileDigests DigestFile(const QString& path) {
     }
     result.sha256 = HexOf(digest, length);
     result.ok = true;
+    if (copy != nullptr && copied != nullptr) {
+        *copied = written && copy->flush();
+    }
+    return result;
+}
+
+}  // namespace
+
+FileDigests DigestFile(const QString& path) {
+    return Digest(path, nullptr, nullptr);
+}
+
+FileDigests CopyAndDigest(const QString& source, const QString& target, bool* copied) {
+    bool done = false;
+    FileDigests result;
+    {
+        QFile::remove(target);
+        QFile copy(target);
+        if (copy.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
+            result = Digest(source, &copy, &done);
+            done = done && result.ok;
+        }
+    }
+    if (!done) {
+        QFile::remove(target);
+    }
+    if (copied != nullptr) {
+        *copied = done;
+    }
     return result;
 }
 

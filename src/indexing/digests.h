@@ -15,4 +15,9 @@ struct FileDigests {
 // Reads the file once, in 4 MiB chunks, and returns both digests.
 FileDigests DigestFile(const QString& path);
 
+// Copies `source` to `target` (replacing it) and returns the digests of the bytes copied: one read pass
+// for both. `copied` is set to whether the whole file was read and written; after a failure no partial
+// target is left.
+FileDigests CopyAndDigest(const QString& source, const QString& target, bool* copied);
+
 }  // namespace tembrix

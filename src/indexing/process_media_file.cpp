@@ -136,19 +136,21 @@ void ProcessMediaFile::Execute() {
         ProgramLog(QStringLiteral("Clear work directory error"));
     }
 
-    // 5. The file to work on.
+    // 5-6. The file to work on, and its digests from one read pass: when the file is copied to the
+    // scratch folder, the bytes are digested on their way into the copy.
     QString workingFile = sourcePath;
+    FileDigests digests;
     if (m_setup.copyToWorkDir) {
         workingFile = JoinPath(subdirectory, FileNameOf(sourcePath));
-        QFile::remove(workingFile);
-        if (!QFile::copy(sourcePath, workingFile)) {
+        bool copied = false;
+        digests = CopyAndDigest(sourcePath, workingFile, &copied);
+        if (!copied) {
             status = kStatusCopyFailed;
             return;
         }
+    } else {
+        digests = DigestFile(workingFile);
     }
-
-    // 6. Digests from one read pass.
-    const FileDigests digests = DigestFile(workingFile);
     if (!digests.ok) {
         status = kStatusSourceUnreadable;
         return;
