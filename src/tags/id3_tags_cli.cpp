@@ -6,8 +6,10 @@
 
 #include <taglib/audioproperties.h>
 #include <taglib/fileref.h>
+#include <taglib/infotag.h>
 #include <taglib/tag.h>
 #include <taglib/tstring.h>
+#include <taglib/wavfile.h>
 
 #include <cstdio>
 #include <string>
@@ -39,13 +41,28 @@ int main(int argc, char** argv) {
         std::printf("Couldn't process given file\n");
         return 0;
     }
+    // A WAV file's tag() is its ID3v2 tag only; its RIFF INFO list fills every field that tag leaves empty.
     const TagLib::Tag* tag = file.tag();
-    const std::string genre = OneLine(tag->genre());
-    std::printf("Artist: %s\n", OneLine(tag->artist()).c_str());
-    std::printf("Title: %s\n", OneLine(tag->title()).c_str());
-    std::printf("Album: %s\n", OneLine(tag->album()).c_str());
-    std::printf("Year: %u\n", tag->year());
-    std::printf("Track: %u\n", tag->track());
+    const TagLib::Tag* fallback = nullptr;
+    if (const auto* wav = dynamic_cast<const TagLib::RIFF::WAV::File*>(file.file())) {
+        if (wav->hasInfoTag()) {
+            fallback = wav->InfoTag();
+        }
+    }
+    const auto text = [&](TagLib::String (TagLib::Tag::*field)() const) {
+        const TagLib::String value = (tag->*field)();
+        return OneLine(value.isEmpty() && fallback != nullptr ? (fallback->*field)() : value);
+    };
+    const auto number = [&](unsigned int (TagLib::Tag::*field)() const) {
+        const unsigned int value = (tag->*field)();
+        return value == 0 && fallback != nullptr ? (fallback->*field)() : value;
+    };
+    const std::string genre = text(&TagLib::Tag::genre);
+    std::printf("Artist: %s\n", text(&TagLib::Tag::artist).c_str());
+    std::printf("Title: %s\n", text(&TagLib::Tag::title).c_str());
+    std::printf("Album: %s\n", text(&TagLib::Tag::album).c_str());
+    std::printf("Year: %u\n", number(&TagLib::Tag::year));
+    std::printf("Track: %u\n", number(&TagLib::Tag::track));
     std::printf("Genre: %s\n", genre.empty() ? "0" : genre.c_str());
     return 0;
 }
