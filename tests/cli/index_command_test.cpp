@@ -122,7 +122,8 @@ TEST(CliIndex, MixedFolderIndexesIntoRowsThatMatchIndependentResults) {
     TempDir dir;
     const QString db = NewDatabase(dir);
     auto& fx = MediaFixtures::Instance();
-    const QString mp3 = Place(dir, fx.TaggedMp3(), QStringLiteral("media/Песня \"один\" 'A'.mp3"));
+    const QString mp3 =
+        Place(dir, fx.Tagged(QStringLiteral(".mp3")), QStringLiteral("media/Песня \"один\" 'A'.mp3"));
     const QString flac = Place(dir, fx.Tone(QStringLiteral(".flac"), 61, 1), QStringLiteral("media/b.flac"));
     const QString mkv = Place(dir, fx.Video(3), QStringLiteral("media/film.mkv"));
     const QString silent = Place(dir, fx.Video(0), QStringLiteral("media/silent.mkv"));

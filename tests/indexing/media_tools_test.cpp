@@ -221,8 +221,9 @@ TEST(MediaToolsReal, TagToolReadsTaggedFiles) {
     const QString expected = QStringLiteral(
         "Artist: Исполнитель Тест\nTitle: Title One\nAlbum: Album X\nYear: 2001\nTrack: 7\nGenre: Rock\n");
     const QString tool = test::ProgramDir() + QStringLiteral("/id3-tags-cli");
-    for (const QString& file :
-         {MediaFixtures::Instance().TaggedMp3(), MediaFixtures::Instance().TaggedM4a()}) {
+    // ID3v2 in MP3, MP4 atoms, RIFF INFO in WAV, the ID3 chunk of AIFF, ASF attributes.
+    for (const char* extension : {".mp3", ".m4a", ".wav", ".aiff", ".wma"}) {
+        const QString file = MediaFixtures::Instance().Tagged(QString::fromLatin1(extension));
         ASSERT_FALSE(file.isEmpty());
         EXPECT_EQ(ReadTags(tool, file, dir.Path()).text, expected) << file.toStdString();
     }

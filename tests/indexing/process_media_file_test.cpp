@@ -114,7 +114,7 @@ TEST(ProcessMediaFile, AudioSoxCannotReadFailsAsAConversionError) {
 
 TEST(ProcessMediaFile, M4aGoesThroughFfmpegAsOneTaggedTrack) {
     IndexingSandbox box;
-    const QString file = MediaFixtures::Instance().TaggedM4a();
+    const QString file = MediaFixtures::Instance().Tagged(QStringLiteral(".m4a"));
     ASSERT_FALSE(file.isEmpty());
     EXPECT_EQ(Index(box, file), QString());
     const auto rows = ReadRows(box.DbPath());
@@ -125,15 +125,18 @@ TEST(ProcessMediaFile, M4aGoesThroughFfmpegAsOneTaggedTrack) {
     ExpectEnvelope(rows[0], test::ReferenceEnvelopeOfTrack(file, 0));
 }
 
-TEST(ProcessMediaFile, TaggedMp3ReadsItsTags) {
-    IndexingSandbox box;
-    const QString file = MediaFixtures::Instance().TaggedMp3();
-    ASSERT_FALSE(file.isEmpty());
-    EXPECT_EQ(Index(box, file), QString());
-    const auto rows = ReadRows(box.DbPath());
-    ASSERT_EQ(rows.size(), 1u);
-    EXPECT_EQ(rows[0].record.info, kTaggedInfo);
-    ExpectEnvelope(rows[0], test::ReferenceEnvelopeOf(file));
+TEST(ProcessMediaFile, TaggedDirectAudioReadsItsTags) {
+    for (const char* extension : {".mp3", ".wav", ".aiff"}) {
+        SCOPED_TRACE(extension);
+        IndexingSandbox box;
+        const QString file = MediaFixtures::Instance().Tagged(QString::fromLatin1(extension));
+        ASSERT_FALSE(file.isEmpty());
+        EXPECT_EQ(Index(box, file), QString());
+        const auto rows = ReadRows(box.DbPath());
+        ASSERT_EQ(rows.size(), 1u);
+        EXPECT_EQ(rows[0].record.info, kTaggedInfo);
+        ExpectEnvelope(rows[0], test::ReferenceEnvelopeOf(file));
+    }
 }
 
 TEST(ProcessMediaFile, VideoWithThreeAudioTracksGivesThreeRows) {

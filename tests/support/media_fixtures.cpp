@@ -157,26 +157,25 @@ QStringList TagArgs() {
 
 }  // namespace
 
-QString MediaFixtures::TaggedMp3() {
+QString MediaFixtures::Tagged(const QString& extension) {
     const QString wav = Tone(QStringLiteral(".wav"), 61, 5);
+    if (wav.isEmpty()) {
+        return QString();
+    }
     QStringList args = kFfmpegQuiet;
     args += {QStringLiteral("-i"), wav};
     args += TagArgs();
-    args += {QStringLiteral("-id3v2_version"), QStringLiteral("3"), QStringLiteral("{out}")};
-    return wav.isEmpty()
-               ? QString()
-               : Made(QStringLiteral("tagged.mp3"), QStringLiteral("tagged.mp3"), RealFfmpeg(), args);
-}
-
-QString MediaFixtures::TaggedM4a() {
-    const QString wav = Tone(QStringLiteral(".wav"), 61, 6);
-    QStringList args = kFfmpegQuiet;
-    args += {QStringLiteral("-i"), wav};
-    args += TagArgs();
+    if (extension == QLatin1String(".mp3")) {
+        args += {QStringLiteral("-id3v2_version"), QStringLiteral("3")};
+    } else if (extension == QLatin1String(".aiff")) {
+        args += {QStringLiteral("-write_id3v2"), QStringLiteral("1")};
+    } else if (extension == QLatin1String(".wma")) {
+        // The ASF muxer keeps "date" under its own name; the year's attribute is WM/Year.
+        args += {QStringLiteral("-metadata"), QStringLiteral("WM/Year=2001")};
+    }
     args += QStringLiteral("{out}");
-    return wav.isEmpty()
-               ? QString()
-               : Made(QStringLiteral("tagged.m4a"), QStringLiteral("tagged.m4a"), RealFfmpeg(), args);
+    const QString name = QStringLiteral("tagged") + extension;
+    return Made(name, name, RealFfmpeg(), args);
 }
 
 QString RealSox() {

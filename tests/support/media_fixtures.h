@@ -24,10 +24,10 @@ public:
     // A Matroska video, 61 s, tiny black picture, with `audioTracks` audio tracks (0 = none); track t is
     // Tone variant t + 1, so each track has its own envelope.
     QString Video(int audioTracks);
-    // An MP3 with ID3v2 tags and an M4A with MP4 tags: artist "Исполнитель Тест", title "Title One",
-    // album "Album X", year 2001, track 7, genre "Rock". 61 s each.
-    QString TaggedMp3();
-    QString TaggedM4a();
+    // A 61 s file with tags: artist "Исполнитель Тест", title "Title One", album "Album X", year 2001,
+    // track 7, genre "Rock". ".mp3" (ID3v2), ".m4a" (MP4), ".wav" (RIFF INFO), ".aiff" (ID3 chunk),
+    // ".wma" (ASF).
+    QString Tagged(const QString& extension);
 
     // The folder that holds the fixtures.
     QString Folder() const { return m_folder; }
