@@ -128,6 +128,7 @@ void IndexingScheduler::Collect() {
         if (worker == nullptr || !worker->isFinished()) {
             continue;
         }
+        WorkEndSeen(worker);
         const QString path = worker->sourcePath;
         if (worker->status.isEmpty()) {
             AddReport(kSuccessList, QStringLiteral("Обработан успешно: ") + path);
@@ -207,6 +208,7 @@ void IndexingScheduler::OnWorkerFinished() {
     for (ProcessMediaFile* worker : m_slots) {
         if (worker != nullptr && worker->Executed()) {
             worker->wait();
+            WorkEndSeen(worker);
         }
     }
     Timer2Timer();

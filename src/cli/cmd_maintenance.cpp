@@ -14,6 +14,7 @@
 #include "database/index_store.h"
 #include "database/statistics.h"
 #include "util/file_utils.h"
+#include "util/synchronize.h"
 
 namespace tembrix::cli {
 
@@ -43,6 +44,7 @@ void RunWorker(QThread& worker) {
     worker.start();
     loop.exec();
     worker.wait();
+    WorkEndSeen(&worker);
     std::signal(SIGINT, previous);
 }
 

@@ -126,6 +126,7 @@ CheckDatabase::~CheckDatabase() {
 
 void CheckDatabase::run() {
     Execute();
+    MarkWorkEnd(this);
 }
 
 void CheckDatabase::Line(const QString& line) {

@@ -125,6 +125,7 @@ ImportDatabase::~ImportDatabase() {
 
 void ImportDatabase::run() {
     Execute();
+    MarkWorkEnd(this);
 }
 
 void ImportDatabase::Line(const QString& text) {

@@ -2,6 +2,7 @@
 
 #include <QAudioOutput>
 #include <QMediaPlayer>
+#include <QTimer>
 #include <QUrl>
 #include <QVideoFrame>
 #include <QVideoSink>
@@ -16,13 +17,26 @@ QtHelpClipPlayer::QtHelpClipPlayer()
     m_player->setVideoSink(m_sink.get());
     QObject::connect(m_sink.get(), &QVideoSink::videoFrameChanged, m_sink.get(),
                      [this](const QVideoFrame& frame) {
+                         if (frame.isValid()) {
+                             m_framesSeen = true;
+                         }
                          if (onFrame && frame.isValid()) {
                              onFrame(frame.toImage());
                          }
                      });
     QObject::connect(m_player.get(), &QMediaPlayer::errorOccurred, m_player.get(),
                      [this](QMediaPlayer::Error error, const QString& text) {
-                         if (error != QMediaPlayer::NoError && m_open && onError) {
+                         if (error == QMediaPlayer::NoError || !m_open) {
+                             return;
+                         }
+                         // A pipeline that fails before its first frame (seen now and then on virtual
+                         // displays) is built anew once, after this handler has returned.
+                         if (!m_framesSeen && !m_retried) {
+                             m_retried = true;
+                             QTimer::singleShot(0, m_player.get(), [this] { Reload(); });
+                             return;
+                         }
+                         if (onError) {
                              onError(text);
                          }
                      });
@@ -53,9 +67,21 @@ bool QtHelpClipPlayer::Open(const QString& path) {
     if (!m_player->isAvailable()) {
         return false;
     }
+    m_path = path;
+    m_framesSeen = false;
+    m_retried = false;
     m_player->setSource(QUrl::fromLocalFile(path));
     m_open = m_player->error() == QMediaPlayer::NoError;
     return m_open;
+}
+
+void QtHelpClipPlayer::Reload() {
+    if (!m_open) {
+        return;
+    }
+    m_player->setSource(QUrl());
+    m_player->setSource(QUrl::fromLocalFile(m_path));
+    m_player->play();
 }
 
 void QtHelpClipPlayer::Play() {

@@ -56,10 +56,16 @@ public:
     void Close() override;
 
 private:
+    // Loads the clip again and plays it: the one retry after a failure before the first frame.
+    void Reload();
+
     std::unique_ptr<QMediaPlayer> m_player;
     std::unique_ptr<QAudioOutput> m_audio;
     std::unique_ptr<QVideoSink> m_sink;
+    QString m_path;
     bool m_open = false;
+    bool m_framesSeen = false;  // a frame arrived since Open
+    bool m_retried = false;     // the one reload after an early failure is spent
 };
 
 }  // namespace tembrix

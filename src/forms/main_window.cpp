@@ -28,6 +28,7 @@
 #include "indexing/logs.h"
 #include "util/file_utils.h"
 #include "util/path_utils.h"
+#include "util/synchronize.h"
 
 namespace tembrix {
 
@@ -406,16 +407,17 @@ void TForm1::AddDirectoryExecute() {
 
 void TForm1::AddDirectory(const QString& folder) {
     SetCollecting(true);
-    auto* watcher = new QFutureWatcher<QStringList>(this);
-    connect(watcher, &QFutureWatcher<QStringList>::finished, this, [this, watcher] {
-        auto paths = std::make_shared<QStringList>(watcher->result());
+    // The paths are gathered on a pool thread into a list both sides share, then added in slices.
+    auto paths = std::make_shared<QStringList>();
+    auto* watcher = new QFutureWatcher<void>(this);
+    connect(watcher, &QFutureWatcher<void>::finished, this, [this, watcher, paths] {
+        WorkEndSeen(watcher);
         watcher->deleteLater();
-        AddCollected(std::move(paths), 0);
+        AddCollected(paths, 0);
     });
-    watcher->setFuture(QtConcurrent::run([folder] {
-        QStringList paths;
-        FindFiles(folder, QStringLiteral("*.*"), true, false, paths);
-        return paths;
+    watcher->setFuture(QtConcurrent::run([folder, paths, watcher] {
+        FindFiles(folder, QStringLiteral("*.*"), true, false, *paths);
+        MarkWorkEnd(watcher);
     }));
 }
 

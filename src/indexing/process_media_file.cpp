@@ -29,6 +29,7 @@ ProcessMediaFile::~ProcessMediaFile() {
 void ProcessMediaFile::run() {
     Execute();
     m_executed.store(true);
+    MarkWorkEnd(this);
 }
 
 QString ProcessMediaFile::Subdirectory() const {

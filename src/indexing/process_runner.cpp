@@ -5,12 +5,145 @@
 #include <QProcessEnvironment>
 
 #ifndef Q_OS_WIN
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <vector>
+
+extern char** environ;
 #endif
 
 namespace tembrix {
 
 namespace {
+
+const QString kNullDevice = QProcess::nullDevice();
+
+#ifndef Q_OS_WIN
+
+// The tools are started with posix_spawn rather than QProcess: the child's set-up (redirections,
+// folder, process group, signal state) happens inside the C library between clone and exec, and
+// nothing of ours runs in a child that shares our memory. Qt's own start-up runs code of its own
+// there, which thread checkers cannot follow, and it needs no event loop or notifier objects either.
+
+// The environment of the child: ours, with each "NAME=value" of `extra` replacing or adding NAME.
+std::vector<std::string> ChildEnvironment(const QStringList& extra) {
+    std::vector<std::string> entries;
+    for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        entries.emplace_back(*entry);
+    }
+    for (const QString& item : extra) {
+        const qsizetype eq = item.indexOf(u'=');
+        if (eq <= 0) {
+            continue;
+        }
+        const std::string text = item.toStdString();
+        const std::string prefix = text.substr(0, text.find('=') + 1);
+        bool replaced = false;
+        for (std::string& existing : entries) {
+            if (existing.compare(0, prefix.size(), prefix) == 0) {
+                existing = text;
+                replaced = true;
+            }
+        }
+        if (!replaced) {
+            entries.push_back(text);
+        }
+    }
+    return entries;
+}
+
+// A started child: its pid, or -1 when it could not be started.
+pid_t Spawn(const QString& program, const QStringList& arguments, const QString& workingDirectory,
+            const QString& inputFile, const QString& outputFile, const QString& errorFile,
+            const QStringList& extraEnvironment) {
+    const QByteArray programBytes = QFile::encodeName(program);
+    std::vector<QByteArray> argumentBytes;
+    argumentBytes.reserve(static_cast<size_t>(arguments.size()));
+    for (const QString& argument : arguments) {
+        argumentBytes.push_back(argument.toLocal8Bit());
+    }
+    std::vector<char*> argv;
+    argv.push_back(const_cast<char*>(programBytes.constData()));
+    for (QByteArray& argument : argumentBytes) {
+        argv.push_back(argument.data());
+    }
+    argv.push_back(nullptr);
+
+    std::vector<std::string> environment = ChildEnvironment(extraEnvironment);
+    std::vector<char*> envp;
+    for (std::string& entry : environment) {
+        envp.push_back(entry.data());
+    }
+    envp.push_back(nullptr);
+
+    // The redirections are opened before the change of folder, so relative names mean what they mean
+    // to us. Every other descriptor of ours is opened close-on-exec by Qt and SQLite.
+    const QByteArray input = QFile::encodeName(inputFile);
+    const QByteArray output = QFile::encodeName(outputFile);
+    const QByteArray error = QFile::encodeName(errorFile);
+    const QByteArray folder = QFile::encodeName(workingDirectory);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.constData(), O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.constData(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error.constData(), O_WRONLY | O_CREAT | O_TRUNC,
+                                     0666);
+    if (!workingDirectory.isEmpty()) {
+        posix_spawn_file_actions_addchdir_np(&actions, folder.constData());
+    }
+
+    // Our own process group: the terminal's Ctrl+C goes to this program, which stops the job in order,
+    // instead of cutting a tool short and leaving a truncated output file that looks like a success.
+    // The child starts with no blocked signals and the default action for those we may have changed.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    for (int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD}) {
+        sigaddset(&defaults, signal);
+    }
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+
+    pid_t pid = -1;
+    // posix_spawnp searches PATH for a bare name, as a shell would, and runs a path as it is.
+    const int failed = posix_spawnp(&pid, argv[0], &actions, &attributes, argv.data(), envp.data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return failed == 0 ? pid : -1;
+}
+
+// Starts the child and waits for its end, whatever its exit. False when it could not be started.
+bool SpawnAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
+                  const QString& inputFile, const QString& outputFile, const QString& errorFile,
+                  const QStringList& extraEnvironment) {
+    if (program.isEmpty()) {
+        return false;
+    }
+    const pid_t pid =
+        Spawn(program, arguments, workingDirectory, inputFile, outputFile, errorFile, extraEnvironment);
+    if (pid < 0) {
+        return false;
+    }
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return true;
+}
+
+#else
 
 // Sets up `process` with the program, its arguments, the folder and the environment.
 void Prepare(QProcess& process, const QString& program, const QStringList& arguments,
@@ -30,15 +163,16 @@ void Prepare(QProcess& process, const QString& program, const QStringList& argum
         }
         process.setProcessEnvironment(environment);
     }
-#ifndef Q_OS_WIN
-    // Our own process group: the terminal's Ctrl+C goes to this program, which stops the job in order,
-    // instead of cutting a tool short and leaving a truncated output file that looks like a success.
-    process.setChildProcessModifier([] { ::setpgid(0, 0); });
-#endif
 }
 
-// Starts `process` and waits for its end. False when it could not be started.
-bool StartAndWait(QProcess& process) {
+bool SpawnAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
+                  const QString& inputFile, const QString& outputFile, const QString& errorFile,
+                  const QStringList& extraEnvironment) {
+    QProcess process;
+    Prepare(process, program, arguments, workingDirectory, extraEnvironment);
+    process.setStandardInputFile(inputFile);
+    process.setStandardOutputFile(outputFile);
+    process.setStandardErrorFile(errorFile);
     process.start(QIODevice::NotOpen);
     if (!process.waitForStarted(-1)) {
         return false;
@@ -47,24 +181,30 @@ bool StartAndWait(QProcess& process) {
     return true;
 }
 
+#endif
+
 }  // namespace
 
 bool RunAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
                 const QStringList& extraEnvironment) {
-    QProcess process;
-    Prepare(process, program, arguments, workingDirectory, extraEnvironment);
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
-    return StartAndWait(process);
+    return SpawnAndWait(program, arguments, workingDirectory, kNullDevice, kNullDevice, kNullDevice,
+                        extraEnvironment);
 }
 
 bool RunDetached(const QString& program, const QStringList& arguments, const QString& workingDirectory) {
+    // Called from the main thread for the companion program and the restart; the child outlives us.
     QProcess process;
-    Prepare(process, program, arguments, workingDirectory, {});
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
+    process.setProgram(program);
+    process.setArguments(arguments);
+    if (!workingDirectory.isEmpty()) {
+        process.setWorkingDirectory(workingDirectory);
+    }
+    process.setStandardInputFile(kNullDevice);
+    process.setStandardOutputFile(kNullDevice);
+    process.setStandardErrorFile(kNullDevice);
+#ifndef Q_OS_WIN
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+#endif
     return process.startDetached();
 }
 
@@ -77,20 +217,13 @@ bool RunRedirected(const QString& program, const QStringList& arguments, const Q
     if (!errorFile.isEmpty()) {
         QFile::remove(errorFile);
     }
-    QProcess process;
-    Prepare(process, program, arguments, workingDirectory, extraEnvironment);
-    if (inputFile.isEmpty()) {
-        process.setStandardInputFile(QProcess::nullDevice());
-    } else {
-        if (!QFile::exists(inputFile)) {
-            QFile create(inputFile);
-            create.open(QIODevice::WriteOnly);  // opened "always": an empty input when missing
-        }
-        process.setStandardInputFile(inputFile);
+    if (!inputFile.isEmpty() && !QFile::exists(inputFile)) {
+        QFile create(inputFile);
+        create.open(QIODevice::WriteOnly);  // opened "always": an empty input when missing
     }
-    process.setStandardOutputFile(outputFile.isEmpty() ? QProcess::nullDevice() : outputFile);
-    process.setStandardErrorFile(errorFile.isEmpty() ? QProcess::nullDevice() : errorFile);
-    return StartAndWait(process);
+    return SpawnAndWait(program, arguments, workingDirectory, inputFile.isEmpty() ? kNullDevice : inputFile,
+                        outputFile.isEmpty() ? kNullDevice : outputFile,
+                        errorFile.isEmpty() ? kNullDevice : errorFile, extraEnvironment);
 }
 
 }  // namespace tembrix

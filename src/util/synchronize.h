@@ -26,4 +26,13 @@ void JoinThread(QThread* thread);
 // Sleeps `milliseconds` on the main thread while still delivering queued calls from workers.
 void WaitDelivering(int milliseconds);
 
+// The end of a piece of background work, as a synchronisation point that thread checkers can see.
+// Qt already orders a thread's last writes before QThread::wait() or isFinished() returns (and a
+// QFuture's result before its watcher's signal), but inside its own library, where a checker does not
+// look. The work calls MarkWorkEnd(key) as its very last step; whoever learns that it has ended calls
+// WorkEndSeen(key) before touching what it left. `key` is any address both sides agree on (the
+// QThread, for a thread). Free in ordinary builds. JoinThread calls WorkEndSeen itself.
+void MarkWorkEnd(const void* key);
+void WorkEndSeen(const void* key);
+
 }  // namespace tembrix

@@ -11,6 +11,7 @@
 
 #include "database/index_record.h"
 #include "database/sqlite.h"
+#include "util/synchronize.h"
 
 namespace tembrix::test {
 
@@ -22,6 +23,7 @@ inline void RunToEnd(QThread& worker) {
     worker.start();
     loop.exec();
     worker.wait();
+    WorkEndSeen(&worker);
 }
 
 // Little-endian envelope bytes of `values`.
