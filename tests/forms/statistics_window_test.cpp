@@ -12,7 +12,7 @@
 #include <QTableWidget>
 
 #include "forms/statistics_window.h"
-#include "part2_fixtures.h"
+#include "maintenance_windows_fixture.h"
 
 namespace tembrix::test {
 namespace {

@@ -13,7 +13,7 @@
 #include "database/check_database.h"
 #include "database/sqlite.h"
 #include "forms/check_window.h"
-#include "part2_fixtures.h"
+#include "maintenance_windows_fixture.h"
 
 namespace tembrix::test {
 namespace {

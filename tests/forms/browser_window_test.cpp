@@ -15,7 +15,7 @@
 
 #include "database/record_text.h"
 #include "forms/browser_window.h"
-#include "part2_fixtures.h"
+#include "maintenance_windows_fixture.h"
 
 namespace tembrix::test {
 namespace {

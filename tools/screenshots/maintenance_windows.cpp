@@ -126,7 +126,7 @@ void Settle(int ms) {
     QApplication::processEvents();
 }
 
-void AddPart2Records(ShotContext& context) {
+void AddBrowsableRecords(ShotContext& context) {
     TDataModule1& store = *context.store;
     // Types as the queue classifies the extensions.
     Exec(store,
@@ -167,7 +167,7 @@ void AddPart2Records(ShotContext& context) {
 }
 
 void Browser(ShotContext& context) {
-    AddPart2Records(context);
+    AddBrowsableRecords(context);
     TForm9 window(*context.store);
     window.resize(1280, 760);
     window.show();
@@ -288,10 +288,10 @@ void About(ShotContext& context) {
 
 }  // namespace
 
-TEMBRIX_SCREENSHOT("part2_1_browser", Browser);
-TEMBRIX_SCREENSHOT("part2_2_statistics", Statistics);
-TEMBRIX_SCREENSHOT("part2_3_check", Check);
-TEMBRIX_SCREENSHOT("part2_4_import", Import);
-TEMBRIX_SCREENSHOT("part2_5_about", About);
+TEMBRIX_SCREENSHOT("other_1_browser", Browser);
+TEMBRIX_SCREENSHOT("other_2_statistics", Statistics);
+TEMBRIX_SCREENSHOT("other_3_check", Check);
+TEMBRIX_SCREENSHOT("other_4_import", Import);
+TEMBRIX_SCREENSHOT("other_5_about", About);
 
 }  // namespace tembrix::shots

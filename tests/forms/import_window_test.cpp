@@ -13,7 +13,7 @@
 #include "database/import_database.h"
 #include "database/import_source.h"
 #include "forms/import_window.h"
-#include "part2_fixtures.h"
+#include "maintenance_windows_fixture.h"
 
 namespace tembrix::test {
 namespace {
