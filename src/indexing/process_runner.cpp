@@ -5,10 +5,19 @@
 #include <QProcessEnvironment>
 
 #ifndef Q_OS_WIN
+#include <unistd.h>
+#endif
+
+// Thread-checker builds start the tools with posix_spawn instead of QProcess. Qt starts a child with a
+// vfork-style clone and runs code of its own in it, on the parent's memory and thread state; the
+// checker's bookkeeping of the starting thread is left damaged, and it then reports races that are
+// not there. posix_spawn does the same set-up (arguments, redirections, folder, process group) inside
+// the C library, where no checked code runs. Every other build uses QProcess.
+#if !defined(Q_OS_WIN) && defined(__SANITIZE_THREAD__)
+#define TEMBRIX_SPAWN_WITH_POSIX 1
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -16,6 +25,8 @@
 #include <vector>
 
 extern char** environ;
+#else
+#define TEMBRIX_SPAWN_WITH_POSIX 0
 #endif
 
 namespace tembrix {
@@ -24,12 +35,7 @@ namespace {
 
 const QString kNullDevice = QProcess::nullDevice();
 
-#ifndef Q_OS_WIN
-
-// The tools are started with posix_spawn rather than QProcess: the child's set-up (redirections,
-// folder, process group, signal state) happens inside the C library between clone and exec, and
-// nothing of ours runs in a child that shares our memory. Qt's own start-up runs code of its own
-// there, which thread checkers cannot follow, and it needs no event loop or notifier objects either.
+#if TEMBRIX_SPAWN_WITH_POSIX
 
 // The environment of the child: ours, with each "NAME=value" of `extra` replacing or adding NAME.
 std::vector<std::string> ChildEnvironment(const QStringList& extra) {
@@ -163,8 +169,14 @@ void Prepare(QProcess& process, const QString& program, const QStringList& argum
         }
         process.setProcessEnvironment(environment);
     }
+#ifndef Q_OS_WIN
+    // Our own process group: the terminal's Ctrl+C goes to this program, which stops the job in order,
+    // instead of cutting a tool short and leaving a truncated output file that looks like a success.
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+#endif
 }
 
+// Starts the child and waits for its end, whatever its exit. False when it could not be started.
 bool SpawnAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
                   const QString& inputFile, const QString& outputFile, const QString& errorFile,
                   const QStringList& extraEnvironment) {
