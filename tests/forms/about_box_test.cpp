@@ -16,11 +16,10 @@ enum Image { UpLeft, Up, UpRight, Left, Centre, Right, DownLeft, Down, DownRight
 TEST(AboutImageTest, PointerAroundTheReferenceRectangle) {
     // L = 100, T = 50, R = L + 200 = 300, B = T + 150 = 200.
     const QRect reference(100, 50, 200, 150);
-    struct Case {
+    const struct Case {
         QPoint pointer;
         Image image;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {{99, 49}, UpLeft},   {{-5000, -5000}, UpLeft}, {{100, 49}, Up},           {{299, 0}, Up},
         {{300, 49}, UpRight}, {{5000, -1}, UpRight},    {{99, 50}, Left},          {{0, 199}, Left},
         {{100, 50}, Centre},  {{299, 199}, Centre},     {{200, 120}, Centre},      {{300, 50}, Right},
@@ -30,14 +29,11 @@ TEST(AboutImageTest, PointerAroundTheReferenceRectangle) {
     for (const Case& c : cases) {
         EXPECT_EQ(AboutImageIndex(c.pointer, reference), c.image) << c.pointer.x() << "," << c.pointer.y();
     }
-}
-
-TEST(AboutImageTest, NegativeScreenCoordinatesAndAnEmptyRectangle) {
     // A screen left of the primary one has negative coordinates.
-    const QRect reference(-400, -300, 10, 10);
-    EXPECT_EQ(AboutImageIndex({-395, -295}, reference), Centre);
-    EXPECT_EQ(AboutImageIndex({-390, -295}, reference), Right);
-    EXPECT_EQ(AboutImageIndex({-401, -291}, reference), Left);
+    const QRect negative(-400, -300, 10, 10);
+    EXPECT_EQ(AboutImageIndex({-395, -295}, negative), Centre);
+    EXPECT_EQ(AboutImageIndex({-390, -295}, negative), Right);
+    EXPECT_EQ(AboutImageIndex({-401, -291}, negative), Left);
     // With no width there is no inside column: the pointer is left or right of it.
     const QRect flat(10, 10, 0, 20);
     EXPECT_EQ(AboutImageIndex({10, 15}, flat), Right);

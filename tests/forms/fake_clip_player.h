@@ -1,7 +1,6 @@
 #pragma once
 // A help clip player without a multimedia backend: it keeps the mode the real one would be in, records
-// every call, and can be told to fail at Open. Installed for a scope by FakePlayers, which also keeps
-// the players it made so that tests can look at them.
+// every call and can be told to fail at Open. FakePlayers installs it for a scope and keeps what it made.
 
 #include <QStringList>
 #include <vector>
@@ -16,44 +15,34 @@ public:
     Mode CurrentMode() const override { return mode; }
     bool Open(const QString& path) override {
         calls.append(QStringLiteral("Open ") + path);
-        if (failOpen) {
-            return false;
-        }
-        mode = Mode::Stopped;
         position = 0;
-        return true;
+        return !failOpen && Note("", Mode::Stopped);
     }
-    void Play() override {
-        calls.append(QStringLiteral("Play"));
-        mode = Mode::Playing;
-    }
-    void Pause() override {
-        calls.append(QStringLiteral("Pause"));
-        mode = Mode::Paused;
-    }
-    void Stop() override {
-        calls.append(QStringLiteral("Stop"));
-        if (mode != Mode::NotOpen) {
-            mode = Mode::Stopped;
-        }
-    }
+    void Play() override { Note("Play", Mode::Playing); }
+    void Pause() override { Note("Pause", Mode::Paused); }
+    void Stop() override { Note("Stop", mode == Mode::NotOpen ? Mode::NotOpen : Mode::Stopped); }
     void Rewind() override {
-        calls.append(QStringLiteral("Rewind"));
+        Note("Rewind", mode);
         position = 0;
     }
-    void Close() override {
-        calls.append(QStringLiteral("Close"));
-        mode = Mode::NotOpen;
-    }
+    void Close() override { Note("Close", Mode::NotOpen); }
 
     Mode mode = Mode::NotOpen;
-    qint64 position = 0;  // the test moves it to stand for playback time
+    qint64 position = 0;  // moved by the test to stand for playback time
     bool failOpen = false;
     QStringList calls;
+
+private:
+    bool Note(const char* call, Mode next) {
+        if (*call != '\0') {
+            calls.append(QString::fromLatin1(call));
+        }
+        mode = next;
+        return true;
+    }
 };
 
-// Makes panels use FakeClipPlayer for its lifetime; `made` holds the players in creation order (owned by
-// their panels).
+// Panels use FakeClipPlayer while this lives; `made` holds the players in creation order.
 class FakePlayers {
 public:
     explicit FakePlayers(bool failOpen = false) {

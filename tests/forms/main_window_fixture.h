@@ -1,13 +1,11 @@
 #pragma once
-// A main window over a temporary program folder: its own INI and log beside a made-up executable, a
-// store, scripted user messages, modal dialogs recorded instead of run, and web addresses caught instead
-// of opened.
+// A main window over a temporary program folder (its INI and log beside a made-up executable) with a
+// store, scripted user messages, modal dialogs recorded instead of run and web addresses caught.
 
 #include <QDesktopServices>
 #include <QDialog>
 #include <QFile>
 #include <QObject>
-#include <QTabWidget>
 #include <QUrl>
 #include <memory>
 #include <ostream>
@@ -19,24 +17,37 @@
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
 
-// Readable failure output for the program's texts.
 [[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {
     *out << '"' << text.toStdString() << '"';
 }
 
 namespace tembrix::test {
 
-// Records the addresses QDesktopServices is asked to open (https, mailto and file) for its lifetime.
+// The messages of a program log, without their time stamps.
+inline QStringList LogMessagesIn(const QString& path) {
+    QFile file(path);
+    QStringList lines;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QByteArray& line : file.readAll().split('\n')) {
+            if (!line.isEmpty()) {
+                lines.append(QString::fromUtf8(line).section(u' ', 2));
+            }
+        }
+    }
+    return lines;
+}
+
+// Records the addresses QDesktopServices is asked to open while it lives.
 class UrlCatcher : public QObject {
     Q_OBJECT
 public:
     UrlCatcher() {
-        for (const char* scheme : {"https", "http", "mailto", "file"}) {
+        for (const char* scheme : kSchemes) {
             QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), this, "Open");
         }
     }
     ~UrlCatcher() override {
-        for (const char* scheme : {"https", "http", "mailto", "file"}) {
+        for (const char* scheme : kSchemes) {
             QDesktopServices::unsetUrlHandler(QString::fromLatin1(scheme));
         }
     }
@@ -44,9 +55,12 @@ public:
 
 public Q_SLOTS:
     void Open(const QUrl& url) { opened.append(url); }
+
+private:
+    static constexpr const char* kSchemes[] = {"https", "http", "mailto", "file"};
 };
 
-// One modal dialog the window asked for: its class and, for the settings dialog, the page it showed.
+// A modal dialog the window asked for: its class and, for the settings dialog, the page it showed.
 struct ModalCall {
     QString className;
     int page = -1;
@@ -56,7 +70,6 @@ class MainWindowFixture {
 public:
     static constexpr int kSlots = 4;
 
-    // `ini`: INI text written beside the executable before the window is made ("" for none).
     explicit MainWindowFixture(const QByteArray& ini = QByteArray()) {
         if (!ini.isEmpty()) {
             dir.Write(QStringLiteral("tembrix.ini"), ini);
@@ -68,37 +81,21 @@ public:
         window.reset();
         window = std::make_unique<TForm1>(store, Executable(), kSlots);
         window->SetModalRunner([this](QDialog& dialog) {
-            ModalCall call{QString::fromLatin1(dialog.metaObject()->className()), -1};
-            if (auto* settings = qobject_cast<TForm2*>(&dialog)) {
-                call.page = settings->CurrentPage();
-            }
-            modals.push_back(call);
+            auto* settings = qobject_cast<TForm2*>(&dialog);
+            modals.push_back({QString::fromLatin1(dialog.metaObject()->className()),
+                              settings != nullptr ? settings->CurrentPage() : -1});
             return static_cast<int>(QDialog::Rejected);
         });
     }
 
     QString Executable() const { return dir.File(QStringLiteral("tembrix")); }
     QString IniPath() const { return dir.File(QStringLiteral("tembrix.ini")); }
-    QString LogPath() const { return dir.File(QStringLiteral("tembrix.log")); }
+    QStringList LogMessages() const { return LogMessagesIn(dir.File(QStringLiteral("tembrix.log"))); }
 
-    // The program log's messages, without their time stamps.
-    QStringList LogMessages() const {
-        QFile file(LogPath());
-        QStringList lines;
-        if (file.open(QIODevice::ReadOnly)) {
-            for (const QByteArray& line : file.readAll().split('\n')) {
-                if (!line.isEmpty()) {
-                    lines.append(QString::fromUtf8(line).section(u' ', 2));
-                }
-            }
-        }
-        return lines;
-    }
-
-    // The settings as the INI file holds them now.
+    // The settings the INI file holds now (threads -100 when there is no file).
     Settings IniSettings() const {
         Settings read;
-        read.threads = -100;  // so that a missing file shows
+        read.threads = -100;
         ReadSettings(IniPath(), read, 64);
         return read;
     }

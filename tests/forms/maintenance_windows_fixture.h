@@ -1,6 +1,6 @@
 #pragma once
-// Databases made by the window tests: a connected store with table Data in a temporary folder, and
-// records with envelopes of a chosen length.
+// Databases for the maintenance window tests: a connected store with table Data in a temporary folder,
+// and records with envelopes of a chosen length.
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -12,20 +12,17 @@
 #include "database/index_store.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
-#include "util/synchronize.h"
 
 namespace tembrix::test {
 
-// One row: `name` is the file name without extension; the md5 is derived from name and size, so rows of
-// one file (same name and size) share it.
+// One row of file /media/<name>.<extension>; rows of one name and duration share their md5.
 inline IndexRecord MakeRecord(const QString& name, const QString& extension, int32_t durationSeconds,
                               int32_t track = 0, int32_t tracks = 1, const QString& info = QString()) {
     IndexRecord r;
     r.source_file_name = name;
     r.extension = extension;
-    static const QStringList kVideo = {QStringLiteral("mkv"), QStringLiteral("mp4"), QStringLiteral("avi"),
-                                       QStringLiteral("mpg")};
-    r.type = kVideo.contains(extension) ? kTypeVideo : kTypeAudio;
+    const bool video = QStringList{"mkv", "mp4", "avi", "mpg"}.contains(extension);
+    r.type = video ? kTypeVideo : kTypeAudio;
     r.source_path = QStringLiteral("/media/") + name + QLatin1Char('.') + extension;
     r.source_size = 1000 + durationSeconds;
     r.md5 = QStringLiteral("md5-%1-%2").arg(name).arg(r.source_size);
@@ -38,22 +35,21 @@ inline IndexRecord MakeRecord(const QString& name, const QString& extension, int
     return r;
 }
 
-// Envelope values v(k) = f(k), `count` of them.
+// `count` envelope values f(0), f(1), ...
 inline std::vector<uint16_t> Envelope(int32_t count, const std::function<uint16_t(int32_t)>& f) {
-    std::vector<uint16_t> values(static_cast<size_t>(count));
+    std::vector<uint16_t> values;
     for (int32_t k = 0; k < count; ++k) {
-        values[static_cast<size_t>(k)] = f(k);
+        values.push_back(f(k));
     }
     return values;
 }
 
-// A connected store over a new database with the table.
 class TestDatabase {
 public:
     explicit TestDatabase(const QString& name = QStringLiteral("index.db")) : path(dir.File(name)) {
         ok = store.Connect(path) && store.CreateTable();
     }
-    // Inserts `record` with `values` as its envelope (index_size set to match); the store's result.
+    // Inserts `record` with `values` as its envelope; the store's result.
     int Add(IndexRecord record, const std::vector<uint16_t>& values = std::vector<uint16_t>(4, 100)) {
         record.index_size = static_cast<int32_t>(values.size() * 2);
         return store.InsertRecordWithIndex(record, values.data());

@@ -21,12 +21,12 @@ namespace {
 class SettingsDialogTest : public ::testing::Test {
 protected:
     SettingsDialogTest() : dialog(settings, dir.File(QStringLiteral("tembrix.ini")), dir.Path(), 6) {
-        settings.dbPath = QStringLiteral("/data/index.db");
-        settings.workDir = QStringLiteral("/ram/work");
-        settings.ffmpegPath = QStringLiteral("/usr/bin/ffmpeg");
-        settings.soxPath = QStringLiteral("/usr/bin/sox");
-        settings.threads = 3;
-        settings.copyToWorkDir = false;
+        settings = {.ffmpegPath = "/usr/bin/ffmpeg",
+                    .soxPath = "/usr/bin/sox",
+                    .workDir = "/ram/work",
+                    .dbPath = "/data/index.db",
+                    .threads = 3,
+                    .copyToWorkDir = false};
         dialog.FormShow();
     }
     Settings Written() const {
@@ -44,20 +44,20 @@ protected:
 
 TEST_F(SettingsDialogTest, ShowsTheSettingsOnThreePages) {
     EXPECT_EQ(dialog.windowTitle(), "Настройки");
-    ASSERT_EQ(dialog.Pages()->count(), 3);
-    EXPECT_EQ(dialog.Pages()->tabText(0), "База данных и рабочий каталог");
-    EXPECT_EQ(dialog.Pages()->tabText(1), "Необходимые утилиты");
-    EXPECT_EQ(dialog.Pages()->tabText(2), "Скорость индексации");
-    EXPECT_EQ(dialog.DatabaseEdit()->text(), "/data/index.db");
-    EXPECT_EQ(dialog.WorkDirEdit()->text(), "/ram/work");
-    EXPECT_EQ(dialog.FfmpegEdit()->text(), "/usr/bin/ffmpeg");
-    EXPECT_EQ(dialog.SoxEdit()->text(), "/usr/bin/sox");
-    QStringList items;
-    for (int n = 0; n < dialog.ThreadsBox()->count(); ++n) {
-        items.append(dialog.ThreadsBox()->itemText(n));
+    QStringList pages, threads;
+    for (int n = 0; n < dialog.Pages()->count(); ++n) {
+        pages.append(dialog.Pages()->tabText(n));
     }
-    EXPECT_EQ(items, QStringList({"1", "2", "3", "4", "5", "6"}));
-    EXPECT_EQ(dialog.ThreadsBox()->currentText(), "3");
+    for (int n = 0; n < dialog.ThreadsBox()->count(); ++n) {
+        threads.append(dialog.ThreadsBox()->itemText(n));
+    }
+    EXPECT_EQ(pages,
+              QStringList({"База данных и рабочий каталог", "Необходимые утилиты", "Скорость индексации"}));
+    EXPECT_EQ(threads, QStringList({"1", "2", "3", "4", "5", "6"}));
+    EXPECT_EQ(
+        QStringList({dialog.DatabaseEdit()->text(), dialog.WorkDirEdit()->text(), dialog.FfmpegEdit()->text(),
+                     dialog.SoxEdit()->text(), dialog.ThreadsBox()->currentText()}),
+        QStringList({"/data/index.db", "/ram/work", "/usr/bin/ffmpeg", "/usr/bin/sox", "3"}));
     EXPECT_FALSE(dialog.CopyBox()->isChecked());
     EXPECT_EQ(dialog.CopyBox()->text(), "Копировать файлы в рабочий каталог");
     EXPECT_EQ(dialog.VideoPanel()->ClipNumber(), 6);
@@ -72,19 +72,16 @@ TEST_F(SettingsDialogTest, SaveTakesTheEditsAsTypedAndWritesTheIniFile) {
     dialog.CopyBox()->setChecked(true);
     dialog.SaveButton()->click();
     EXPECT_EQ(dialog.result(), QDialog::Accepted);
-    const Settings written = Written();
-    for (const Settings* s : {static_cast<const Settings*>(&settings), &written}) {
-        EXPECT_EQ(s->dbPath, "/nowhere/typed.db");
-        EXPECT_EQ(s->workDir, "relative/work");
-        EXPECT_EQ(s->ffmpegPath, "");
-        EXPECT_EQ(s->soxPath, "/opt/sox");
-        EXPECT_EQ(s->threads, 6);
-        EXPECT_TRUE(s->copyToWorkDir);
+    for (const Settings& s : {settings, Written()}) {
+        EXPECT_EQ(QStringList({s.dbPath, s.workDir, s.ffmpegPath, s.soxPath}),
+                  QStringList({"/nowhere/typed.db", "relative/work", "", "/opt/sox"}));
+        EXPECT_EQ(s.threads, 6);
+        EXPECT_TRUE(s.copyToWorkDir);
     }
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-TEST_F(SettingsDialogTest, CancelChangesNothingAndTheNextShowRestoresTheEdits) {
+TEST_F(SettingsDialogTest, CancelChangesNothingAndNoThreadsStaysNone) {
     dialog.DatabaseEdit()->setText(QStringLiteral("/other.db"));
     dialog.ThreadsBox()->setCurrentIndex(0);
     dialog.CancelButton()->click();
@@ -95,39 +92,36 @@ TEST_F(SettingsDialogTest, CancelChangesNothingAndTheNextShowRestoresTheEdits) {
     dialog.FormShow();
     EXPECT_EQ(dialog.DatabaseEdit()->text(), "/data/index.db");
     EXPECT_EQ(dialog.ThreadsBox()->currentText(), "3");
-}
 
-TEST_F(SettingsDialogTest, ChoosersReplaceTheEditOnlyWhenConfirmed) {
-    const struct {
-        const char* title;
-        std::function<void()> choose;
-        QLineEdit* edit;
-        const char* chosen;
-    } choosers[] = {
-        {"Выбрать базу данных", [this] { dialog.ChooseDatabase(); }, dialog.DatabaseEdit(), "/chosen/db.db"},
-        {"Выбрать рабочий каталог", [this] { dialog.ChooseWorkDir(); }, dialog.WorkDirEdit(), "/chosen/work"},
-        {"Путь к FFMPEG", [this] { dialog.ChooseFfmpeg(); }, dialog.FfmpegEdit(), "/chosen/ffmpeg"},
-        {"Путь к SOX", [this] { dialog.ChooseSox(); }, dialog.SoxEdit(), "/chosen/sox"},
-    };
-    for (const auto& c : choosers) {
-        SCOPED_TRACE(c.title);
-        const QString before = c.edit->text();
-        c.choose();  // cancelled
-        EXPECT_EQ(c.edit->text(), before);
-        messages.choices.push_back(QString::fromLatin1(c.chosen));
-        c.choose();
-        EXPECT_EQ(c.edit->text(), QString::fromLatin1(c.chosen));
-        EXPECT_EQ(messages.chooserTitles.last(), QString::fromUtf8(c.title));
-    }
-    EXPECT_EQ(settings.dbPath, "/data/index.db");  // nothing saved yet
-}
-
-TEST_F(SettingsDialogTest, NoThreadsIsKeptAsNone) {
     settings.threads = 0;
     dialog.FormShow();
     EXPECT_EQ(dialog.ThreadsBox()->currentIndex(), -1);
     dialog.SaveClick();
     EXPECT_EQ(settings.threads, 0);
+}
+
+TEST_F(SettingsDialogTest, ChoosersReplaceTheEditOnlyWhenConfirmed) {
+    const struct {
+        const char* title;
+        void (TForm2::*choose)();
+        QLineEdit* edit;
+    } choosers[] = {
+        {"Выбрать базу данных", &TForm2::ChooseDatabase, dialog.DatabaseEdit()},
+        {"Выбрать рабочий каталог", &TForm2::ChooseWorkDir, dialog.WorkDirEdit()},
+        {"Путь к FFMPEG", &TForm2::ChooseFfmpeg, dialog.FfmpegEdit()},
+        {"Путь к SOX", &TForm2::ChooseSox, dialog.SoxEdit()},
+    };
+    for (const auto& c : choosers) {
+        SCOPED_TRACE(c.title);
+        const QString before = c.edit->text();
+        (dialog.*c.choose)();  // cancelled
+        EXPECT_EQ(c.edit->text(), before);
+        messages.choices.push_back(QStringLiteral("/chosen") + before);
+        (dialog.*c.choose)();
+        EXPECT_EQ(c.edit->text(), QStringLiteral("/chosen") + before);
+        EXPECT_EQ(messages.chooserTitles.last(), QString::fromUtf8(c.title));
+    }
+    EXPECT_EQ(settings.dbPath, "/data/index.db");  // nothing saved yet
 }
 
 TEST_F(SettingsDialogTest, DownloadButtonsOpenTheirPages) {
@@ -143,7 +137,7 @@ TEST_F(SettingsDialogTest, DownloadButtonsOpenTheirPages) {
     EXPECT_EQ(dialog.DownloadButton(3)->text(), "SOX + Lame");
 }
 
-TEST(SettingsFromTheMainWindow, SavedSettingsAreTheWindowsOwn) {
+TEST(SettingsFromTheMainWindow, SavedSettingsAreTheWindowsOwnAndTheMenuKeepsThePage) {
     MainWindowFixture f;
     TForm2* dialog = f.window->SettingsDialog();
     dialog->FormShow();
@@ -151,7 +145,6 @@ TEST(SettingsFromTheMainWindow, SavedSettingsAreTheWindowsOwn) {
     dialog->SaveClick();
     EXPECT_EQ(f.window->CurrentSettings().soxPath, "/from/dialog/sox");
     EXPECT_EQ(f.IniSettings().soxPath, "/from/dialog/sox");
-    // The menu item opens it on the page it showed last; Start's checks choose their page.
     dialog->SetPage(TForm2::kSpeedPage);
     f.window->Action(QStringLiteral("N18"))->trigger();
     ASSERT_EQ(f.modals.size(), 1u);

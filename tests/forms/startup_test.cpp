@@ -1,17 +1,15 @@
 // Start-up and closing of the main window: the program log, the one-second start-up tick, the database
-// path that is cleared when its file is gone, the work folder emptied at start, and the INI file written
+// that is connected or forgotten at that tick, the work folder emptied at start, and the INI file written
 // by every way of closing.
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QDir>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 
-#include "app/indexing_queue.h"
 #include "forms/application.h"
 #include "forms/help_video_panel.h"
 #include "forms/report_window.h"
@@ -22,86 +20,50 @@ namespace tembrix::test {
 namespace {
 
 QByteArray IniWith(const QString& dbPath, const QString& workDir = QString()) {
-    return QStringLiteral("[DataBase]\nDBPath=%1\n[Dirs]\nWorkDir=%2\n[Indexing]\nThreads=2\n")
+    return QStringLiteral(
+               "[DataBase]\nDBPath=%1\n[Dirs]\nWorkDir=%2\n[Utils]\nFFMPEG=/opt/ff/ffmpeg\n"
+               "[Indexing]\nThreads=64\nCopyToWorkDir=0\n")
         .arg(dbPath, workDir)
         .toUtf8();
 }
 
-TEST(Startup, LogsEachStepAndResetsTheLogPerRun) {
+TEST(Startup, LogsEachStepAndTheStartTickRunsOnceAfterOneSecond) {
     MainWindowFixture f;
-    EXPECT_EQ(f.LogMessages(), QStringList({"Read Ini file", "Prepare dialogs", "Init completed"}));
-    EXPECT_TRUE(f.window->Timer1()->isActive());
-    EXPECT_EQ(f.window->Timer1()->interval(), 1000);
-    f.window->Timer1Timer();
-    EXPECT_FALSE(f.window->Timer1()->isActive());
-    EXPECT_EQ(f.LogMessages().last(), "Load info images");
-
-    // A second run starts the log afresh.
-    f.MakeWindow();
-    EXPECT_EQ(f.LogMessages(), QStringList({"Read Ini file", "Prepare dialogs", "Init completed"}));
-}
-
-TEST(Startup, TheStartTickRunsOnceAfterOneSecond) {
-    MainWindowFixture f;
+    const QStringList init = {"Read Ini file", "Prepare dialogs", "Init completed"};
+    EXPECT_EQ(f.LogMessages(), init);
     QSignalSpy fired(f.window->Timer1(), &QTimer::timeout);
+    EXPECT_EQ(f.window->Timer1()->interval(), 1000);
     ASSERT_TRUE(fired.wait(3000));
     QTest::qWait(1300);
     EXPECT_EQ(fired.size(), 1);
-    EXPECT_EQ(f.LogMessages().count(QStringLiteral("Load info images")), 1);
+    EXPECT_EQ(f.LogMessages(), init + QStringList{"Load info images"});
+    f.MakeWindow();  // a second run starts the log afresh
+    EXPECT_EQ(f.LogMessages(), init);
 }
 
-TEST(Startup, ReadsTheSettingsFromTheIniFile) {
-    MainWindowFixture f(
-        QByteArray("[Utils]\nFFMPEG=/opt/ff/ffmpeg\nSOX=/opt/sox/sox\n[Indexing]\nThreads=64\n"
-                   "CopyToWorkDir=0\n"));
-    const Settings& s = f.window->CurrentSettings();
-    EXPECT_EQ(s.ffmpegPath, "/opt/ff/ffmpeg");
-    EXPECT_EQ(s.soxPath, "/opt/sox/sox");
-    EXPECT_EQ(s.threads, MainWindowFixture::kSlots);  // clamped to the worker slots
-    EXPECT_FALSE(s.copyToWorkDir);
-}
-
-TEST(Startup, ADatabaseWhoseFileIsGoneIsClearedAtTheStartTick) {
+TEST(Startup, TheStartTickConnectsAnExistingDatabaseAndForgetsAGoneOne) {
     TempDir other;
-    const QString gone = other.File(QStringLiteral("gone.db"));
-    MainWindowFixture f(IniWith(gone));
-    EXPECT_EQ(f.window->CurrentSettings().dbPath, gone);  // kept until the tick
-    f.window->Timer1Timer();
-    EXPECT_TRUE(f.window->CurrentSettings().dbPath.isEmpty());
-    EXPECT_FALSE(f.store.IsConnected());
-    EXPECT_EQ(f.window->windowTitle(), "Тембрикс - ");
-    EXPECT_FALSE(FileExists(gone));  // nothing was created
-    EXPECT_TRUE(f.messages.shown.isEmpty());
-}
-
-TEST(Startup, AnExistingDatabaseIsConnectedAtTheStartTick) {
-    TempDir other;
-    const QString db = other.File(QStringLiteral("index.db"));
+    const QString db = other.File(QStringLiteral("index.db")), gone = other.File(QStringLiteral("gone.db"));
     {
         TDataModule1 maker;
-        ASSERT_TRUE(maker.Connect(db));
-        ASSERT_TRUE(maker.CreateTable());
+        ASSERT_TRUE(maker.Connect(db) && maker.CreateTable());
     }
-    MainWindowFixture f(IniWith(db));
-    EXPECT_FALSE(f.store.IsConnected());
-    f.window->Timer1Timer();
-    EXPECT_TRUE(f.store.IsConnected());
-    EXPECT_EQ(f.store.DatabasePath(), db);
-    EXPECT_EQ(f.window->windowTitle(), "Тембрикс - " + db);
-}
-
-TEST(Startup, TheWorkFolderLosesOnlyTheSlotFolders) {
-    TempDir work;
-    for (const char* name : {"0/scratch.dat", "3/data.dat", "4/kept.dat", "notes/kept.txt"}) {
-        work.Write(QString::fromLatin1(name), "x");
+    for (const QString& path : {db, gone}) {
+        MainWindowFixture f(IniWith(path));
+        const Settings& s = f.window->CurrentSettings();
+        EXPECT_EQ(s.ffmpegPath, "/opt/ff/ffmpeg");
+        EXPECT_EQ(s.threads, MainWindowFixture::kSlots);  // clamped to the worker slots
+        EXPECT_FALSE(s.copyToWorkDir);
+        EXPECT_EQ(s.dbPath, path);
+        EXPECT_FALSE(f.store.IsConnected());  // not before the tick
+        f.window->Timer1Timer();
+        const bool exists = path == db;
+        EXPECT_EQ(f.store.IsConnected(), exists);
+        EXPECT_EQ(s.dbPath, exists ? db : QString());
+        EXPECT_EQ(f.window->windowTitle(), "Тембрикс - " + s.dbPath);
+        EXPECT_TRUE(f.messages.shown.isEmpty());
     }
-    work.Write(QStringLiteral("kept.txt"), "x");
-    MainWindowFixture f(IniWith(QString(), work.Path()));
-    EXPECT_FALSE(FolderExists(work.File(QStringLiteral("0"))));
-    EXPECT_FALSE(FolderExists(work.File(QStringLiteral("3"))));
-    EXPECT_TRUE(FileExists(work.File(QStringLiteral("4/kept.dat"))));  // beyond the slots
-    EXPECT_TRUE(FileExists(work.File(QStringLiteral("notes/kept.txt"))));
-    EXPECT_TRUE(FileExists(work.File(QStringLiteral("kept.txt"))));
+    EXPECT_FALSE(FileExists(gone));
 }
 
 TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
@@ -123,45 +85,41 @@ TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
     for (const auto& way : ways) {
         SCOPED_TRACE(way.way);
         TempDir work;
+        work.Write(QStringLiteral("0/scratch.dat"), "x");
+        work.Write(QStringLiteral("4/kept.dat"), "x");  // beyond the slots
         MainWindowFixture f(IniWith(QString(), work.Path()));
+        EXPECT_FALSE(FolderExists(work.File(QStringLiteral("0"))));  // emptied at start
         f.window->show();
+        f.window->ReportWindow()->show();
         QSignalSpy closed(f.window.get(), &TForm1::closed);
         Settings& s = f.window->CurrentSettings();
         s.ffmpegPath = QStringLiteral("/x/ffmpeg-") + QString::fromLatin1(way.way);
         s.threads = 3;
-        s.copyToWorkDir = false;
         work.Write(QStringLiteral("1/left.dat"), "x");
         way.close(*f.window);
         EXPECT_EQ(closed.size(), 1);
         EXPECT_FALSE(f.window->isVisible());
+        EXPECT_FALSE(f.window->ReportWindow()->isVisible());
+        EXPECT_TRUE(f.window->VideoPanel()->IsCoverShown());
         const Settings written = f.IniSettings();
         EXPECT_EQ(written.ffmpegPath, s.ffmpegPath);
         EXPECT_EQ(written.workDir, work.Path());
         EXPECT_EQ(written.threads, 3);
         EXPECT_FALSE(written.copyToWorkDir);
         EXPECT_FALSE(FolderExists(work.File(QStringLiteral("1"))));
+        EXPECT_TRUE(FileExists(work.File(QStringLiteral("4/kept.dat"))));
     }
 }
 
-TEST(Startup, ClosingHidesTheReportWindowAndUnloadsTheHelpClip) {
-    MainWindowFixture f;
-    f.window->show();
-    f.window->ReportWindow()->show();
-    f.window->close();
-    EXPECT_FALSE(f.window->ReportWindow()->isVisible());
-    EXPECT_TRUE(f.window->VideoPanel()->IsCoverShown());
-}
-
-TEST(Startup, TheStyleSheetIsBuiltIn) {
-    TempDir emptyProgramDir;
+TEST(Startup, TheStyleSheetIsBuiltInUnlessOneLiesBesideTheProgram) {
+    TempDir programDir;
     auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
     ASSERT_NE(app, nullptr);
     const QString before = app->styleSheet();
-    EXPECT_TRUE(ApplyProgramStyle(*app, emptyProgramDir.Path()));
+    EXPECT_TRUE(ApplyProgramStyle(*app, programDir.Path()));
     EXPECT_TRUE(app->styleSheet().contains(QStringLiteral("QPushButton")));
-    // One beside the program wins.
-    emptyProgramDir.Write(StyleSheetName(), "QWidget { color: #123456; }");
-    EXPECT_TRUE(ApplyProgramStyle(*app, emptyProgramDir.Path()));
+    programDir.Write(StyleSheetName(), "QWidget { color: #123456; }");
+    EXPECT_TRUE(ApplyProgramStyle(*app, programDir.Path()));
     EXPECT_EQ(app->styleSheet(), "QWidget { color: #123456; }");
     app->setStyleSheet(before);
 }
