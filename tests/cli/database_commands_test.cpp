@@ -1,4 +1,5 @@
-// tembrix-cli envelope, create, list, show, clear and vacuum, run as a separate process.
+// tembrix-cli envelope, create, list, show, clear and vacuum, run as a separate process: arguments,
+// output format and exit codes.
 
 #include <gtest/gtest.h>
 
@@ -14,26 +15,17 @@ namespace {
 
 using test::RunCli;
 
-// An environment whose settings folder is empty, so no desktop settings leak into --db defaults.
-QProcessEnvironment IsolatedEnv(const test::TempDir& dir) {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("XDG_DATA_HOME"), dir.File(QStringLiteral("xdg")));
-    return env;
-}
-
 TEST(CliEnvelope, WritesTheBlobAndPrintsItsFigures) {
     test::TempDir dir;
     // 2.5 blocks: block 0 peaks 1000 in every sub-block, block 1 holds one -32768, then 240 samples.
     QByteArray raw(1200 * 2, '\0');
-    auto put = [&](int i, int16_t v) { qToLittleEndian<int16_t>(v, raw.data() + 2 * i); };
     for (int sub = 0; sub < 10; ++sub) {
-        put(sub * 48, -1000);
+        qToLittleEndian<int16_t>(-1000, raw.data() + 2 * sub * 48);
     }
-    put(480 + 5, -32768);
+    qToLittleEndian<int16_t>(-32768, raw.data() + 2 * 485);
     raw.append('\x01');  // odd byte: ignored
-    const QString in = dir.Write(QStringLiteral("in.dat"), raw);
     const QString out = dir.File(QStringLiteral("out.env"));
-    const auto r = RunCli({QStringLiteral("envelope"), in, out});
+    const auto r = RunCli({QStringLiteral("envelope"), dir.Write(QStringLiteral("in.dat"), raw), out});
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_EQ(r.OutLines(), QStringList{QStringLiteral("count=2 index_size=4 duration=0")});
     QFile f(out);
@@ -46,25 +38,21 @@ TEST(CliEnvelope, WritesTheBlobAndPrintsItsFigures) {
 
 TEST(CliEnvelope, BadArgumentsAndUnreadableInputExitWithTwo) {
     test::TempDir dir;
-    const struct {
-        const char* name;
-        QStringList args;
-    } cases[] = {
-        {"no arguments", {QStringLiteral("envelope")}},
-        {"missing input", {QStringLiteral("envelope"), dir.File(QStringLiteral("none.dat")), dir.File("o")}},
-        {"folder as input", {QStringLiteral("envelope"), dir.Path(), dir.File("o")}},
-        {"unwritable output",
-         {QStringLiteral("envelope"), dir.Write(QStringLiteral("x.dat"), QByteArray(960, 'a')),
-          dir.File(QStringLiteral("no/such/dir/o"))}},
-        {"unknown option", {QStringLiteral("envelope"), QStringLiteral("--fast"), QStringLiteral("a"), "b"}},
+    const QString e = QStringLiteral("envelope");
+    const QStringList cases[] = {
+        {e},
+        {e, dir.File(QStringLiteral("none.dat")), dir.File(QStringLiteral("o"))},
+        {e, dir.Write(QStringLiteral("x.dat"), QByteArray(960, 'a')), dir.File(QStringLiteral("no/dir/o"))},
+        {e, QStringLiteral("--fast"), QStringLiteral("a"), QStringLiteral("b")},
+        {QStringLiteral("no-such-command")},
+        {},
     };
-    for (const auto& c : cases) {
-        const auto r = RunCli(c.args);
-        EXPECT_EQ(r.exitCode, 2) << c.name;
-        EXPECT_FALSE(r.err.isEmpty()) << c.name;
+    for (const QStringList& args : cases) {
+        SCOPED_TRACE(args.join(u' ').toStdString());
+        const auto r = RunCli(args);
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_FALSE(r.err.isEmpty());
     }
-    EXPECT_EQ(RunCli({QStringLiteral("no-such-command")}).exitCode, 2);
-    EXPECT_EQ(RunCli({}).exitCode, 2);
     EXPECT_EQ(RunCli({QStringLiteral("--help")}).exitCode, 0);
 }
 
@@ -72,7 +60,8 @@ class CliDatabaseTest : public ::testing::Test {
 protected:
     void SetUp() override {
         db = dir.File(QStringLiteral("x.db"));
-        env = IsolatedEnv(dir);
+        // A settings folder of its own, so no desktop settings leak into --db defaults.
+        env.insert(QStringLiteral("XDG_DATA_HOME"), dir.File(QStringLiteral("xdg")));
         const auto r = RunCli({QStringLiteral("create"), db}, env);
         ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     }
@@ -96,89 +85,54 @@ protected:
         const uint16_t v[2] = {3, 4};
         ASSERT_EQ(store.InsertRecordWithIndex(r, v), 0);
     }
-    QStringList Args(const QString& cmd, QStringList more = {}) {
-        return QStringList{cmd, QStringLiteral("--db"), db} + more;
+    test::CliResult Run(const char* command, QStringList more = {}) {
+        return RunCli(QStringList{QString::fromUtf8(command), QStringLiteral("--db"), db} + more, env);
     }
 
     test::TempDir dir;
     QString db;
-    QProcessEnvironment env;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
 };
 
-TEST_F(CliDatabaseTest, CreateRefusesAnExistingFile) {
-    const auto r = RunCli({QStringLiteral("create"), db}, env);
-    EXPECT_EQ(r.exitCode, 2);
-}
-
-TEST_F(CliDatabaseTest, ListShowsBrowserNamesInNameOrder) {
+TEST_F(CliDatabaseTest, ListShowClearAndVacuum) {
+    EXPECT_EQ(RunCli({QStringLiteral("create"), db}, env).exitCode, 2);  // refuses an existing file
     Insert(QStringLiteral("zeta"), 0, 1);
-    Insert(QStringLiteral("alpha"), 1, 2);
-    Insert(QStringLiteral("alpha"), 0, 2);
-    const auto r = RunCli(Args(QStringLiteral("list")), env);
-    ASSERT_EQ(r.exitCode, 0);
-    const QStringList lines = r.OutLines();
-    ASSERT_EQ(lines.size(), 3);
-    EXPECT_TRUE(lines[0].endsWith(QStringLiteral("\talpha [2]")) ||
-                lines[0].endsWith(QStringLiteral("\talpha [1]")));
-    EXPECT_TRUE(lines[2].endsWith(QStringLiteral("\tzeta")));
-    EXPECT_EQ(lines[2], QStringLiteral("1\tzeta"));
-}
-
-TEST_F(CliDatabaseTest, ShowPrintsTheTwelveRowsAndTheTags) {
     Insert(QStringLiteral("film"), 1, 3, QStringLiteral("Artist: X\nTitle: Y\n"));
-    const auto r = RunCli(Args(QStringLiteral("show"), {QStringLiteral("1")}), env);
-    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_EQ(r.OutLines(), (QStringList{
-                                QStringLiteral("Имя исходника=film"),
-                                QStringLiteral("Исходный файл=/m/film.mkv"),
-                                QStringLiteral("Размер исходника=1 234 567"),
-                                QStringLiteral("SHA2 хэш=sfilm"),
-                                QStringLiteral("MD5 хэш=film"),
-                                QStringLiteral("Продолжительность=1:02:05 (3 725 сек)"),
-                                QStringLiteral("Расширение=mkv"),
-                                QStringLiteral("Тип=видео"),
-                                QStringLiteral("Номер аудио дорожки=2"),
-                                QStringLiteral("Всего аудио дорожек=3"),
-                                QStringLiteral("Дата создания=05.06.2023"),
-                                QStringLiteral("Размер индексного файла=4"),
-                                QString(),
-                                QStringLiteral("Artist: X"),
-                                QStringLiteral("Title: Y"),
-                            }));
-    EXPECT_EQ(RunCli(Args(QStringLiteral("show"), {QStringLiteral("99")}), env).exitCode, 1);
-    EXPECT_EQ(RunCli(Args(QStringLiteral("show"), {QStringLiteral("abc")}), env).exitCode, 2);
-}
+    const auto list = Run("list");
+    ASSERT_EQ(list.exitCode, 0);
+    EXPECT_EQ(list.OutLines(), (QStringList{QStringLiteral("2\tfilm [2]"), QStringLiteral("1\tzeta")}));
 
-TEST_F(CliDatabaseTest, ClearAndVacuum) {
-    Insert(QStringLiteral("a"), 0, 1);
-    EXPECT_EQ(RunCli(Args(QStringLiteral("vacuum")), env).exitCode, 0);
-    const auto r = RunCli(Args(QStringLiteral("clear")), env);
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.OutLines(), QStringList{QStringLiteral("База данных успешно очищена!")});
-    EXPECT_TRUE(RunCli(Args(QStringLiteral("list")), env).out.isEmpty());
+    const auto show = Run("show", {QStringLiteral("2")});
+    ASSERT_EQ(show.exitCode, 0) << show.err.toStdString();
+    EXPECT_EQ(show.out,
+              QString("Имя исходника=film\nИсходный файл=/m/film.mkv\nРазмер исходника=1 234 567\n"
+                      "SHA2 хэш=sfilm\nMD5 хэш=film\nПродолжительность=1:02:05 (3 725 сек)\nРасширение=mkv\n"
+                      "Тип=видео\nНомер аудио дорожки=2\nВсего аудио дорожек=3\nДата создания=05.06.2023\n"
+                      "Размер индексного файла=4\n\nArtist: X\nTitle: Y\n"));
+    EXPECT_EQ(Run("show", {QStringLiteral("99")}).exitCode, 1);
+    EXPECT_EQ(Run("show", {QStringLiteral("abc")}).exitCode, 2);
+
+    EXPECT_EQ(Run("vacuum").exitCode, 0);
+    const auto clear = Run("clear");
+    EXPECT_EQ(clear.exitCode, 0);
+    EXPECT_EQ(clear.OutLines(), QStringList{QStringLiteral("База данных успешно очищена!")});
+    EXPECT_TRUE(Run("list").out.isEmpty());
 }
 
 TEST_F(CliDatabaseTest, ConnectionProblemsExitWithTwo) {
-    const QString notDb = dir.Write(QStringLiteral("text.db"), QByteArray("hello"));
     const QString noTable = dir.File(QStringLiteral("empty.db"));
-    {
-        TDataModule1 store;
-        ASSERT_TRUE(store.Connect(noTable));
-    }
-    const struct {
-        const char* name;
-        QStringList args;
-    } cases[] = {
-        {"missing file",
-         {QStringLiteral("list"), QStringLiteral("--db"), dir.File(QStringLiteral("none.db"))}},
-        {"not a database", {QStringLiteral("list"), QStringLiteral("--db"), notDb}},
-        {"no table", {QStringLiteral("list"), QStringLiteral("--db"), noTable}},
-        {"no database anywhere", {QStringLiteral("list")}},
+    ASSERT_TRUE(TDataModule1().Connect(noTable));
+    const QStringList cases[] = {
+        {QStringLiteral("list"), QStringLiteral("--db"), dir.File(QStringLiteral("none.db"))},
+        {QStringLiteral("list"), QStringLiteral("--db"), dir.Write(QStringLiteral("text.db"), "hello")},
+        {QStringLiteral("list"), QStringLiteral("--db"), noTable},
+        {QStringLiteral("list")},  // no database anywhere
     };
-    for (const auto& c : cases) {
-        const auto r = RunCli(c.args, env);
-        EXPECT_EQ(r.exitCode, 2) << c.name;
-        EXPECT_FALSE(r.err.isEmpty()) << c.name;
+    for (const QStringList& args : cases) {
+        SCOPED_TRACE(args.join(u' ').toStdString());
+        const auto r = RunCli(args, env);
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_FALSE(r.err.isEmpty());
     }
 }
 

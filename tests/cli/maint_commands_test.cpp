@@ -57,93 +57,66 @@ protected:
     QString db;
 };
 
-TEST_F(MaintCliTest, CheckPrintsEveryFindingThenTheirNumber) {
+TEST_F(MaintCliTest, CheckPrintsItsFindingsThenTheirNumberAndMapsTheOptions) {
     RawRow noInfo = Row("b", existing);
     noInfo.info.clear();
-    RawRow shortIndex = Row("c", existing);
-    shortIndex.indexSize = 2000;
-    shortIndex.indexData = test::PlainEnvelope(1000);
-    ASSERT_TRUE(test::MakeDatabase(db, {Row("a", "/nowhere/a.mp3"), noInfo, shortIndex}));
-
+    ASSERT_TRUE(test::MakeDatabase(db, {Row("a", "/nowhere/a.mp3"), noInfo}));
+    // By default the sources are not looked for; --sources adds them, --no-* switch passes off.
     const auto byDefault = Run({"check"});
     EXPECT_EQ(byDefault.exitCode, 1) << byDefault.err.toStdString();
-    EXPECT_EQ(byDefault.OutLines(), (QStringList{"Id=2\tНайдены пустые поля (info)",
-                                                 "Id=3\tРазмер индексных данных (2000) менее минуты!",
-                                                 "Проверка закончена!", "Найдено замечаний: 2"}));
-
-    const auto withSources = Run({"check", "--sources", "--no-index"});
+    EXPECT_EQ(byDefault.OutLines(), (QStringList{"Id=2\tНайдены пустые поля (info)", "Проверка закончена!",
+                                                 "Найдено замечаний: 1"}));
+    const auto withSources = Run({"check", "--sources", "--no-empty"});
     EXPECT_EQ(withSources.exitCode, 1);
-    EXPECT_EQ(withSources.OutLines(), (QStringList{"Id=2\tНайдены пустые поля (info)",
-                                                   "Id=1\tИсходный файл не найден: /nowhere/a.mp3",
-                                                   "Проверка закончена!", "Найдено замечаний: 2"}));
-
+    EXPECT_EQ(withSources.OutLines(), (QStringList{"Id=1\tИсходный файл не найден: /nowhere/a.mp3",
+                                                   "Проверка закончена!", "Найдено замечаний: 1"}));
     const auto nothing = Run({"check", "--no-duplicates", "--no-empty", "--no-index"});
     EXPECT_EQ(nothing.exitCode, 0);
     EXPECT_EQ(nothing.OutLines(), (QStringList{"Проверка закончена!", "Найдено замечаний: 0"}));
 }
 
-TEST_F(MaintCliTest, CheckOfDuplicatesNamesTheGroupSize) {
-    ASSERT_TRUE(test::MakeDatabase(db, {Row("a", existing), Row("a", existing), Row("a", existing)}));
-    const auto r = Run({"check", "--no-empty", "--no-index"});
-    EXPECT_EQ(r.exitCode, 1);
-    const QStringList lines = r.OutLines();
-    ASSERT_EQ(lines.size(), 3) << r.out.toStdString();
-    EXPECT_TRUE(lines[0].startsWith("Id=")) << lines[0].toStdString();
-    EXPECT_TRUE(lines[0].endsWith("\tНайдены  дубликаты (3)")) << lines[0].toStdString();
-    EXPECT_EQ(lines[2], "Найдено замечаний: 1");
-}
-
-TEST_F(MaintCliTest, ImportKeepsThenReplacesAndPrintsTheSummary) {
+TEST_F(MaintCliTest, ImportPrintsTheWorkersLinesThenTheSummary) {
     const QString source = dir.File(QStringLiteral("source.db"));
     ASSERT_TRUE(test::MakeDatabase(db, {Row("y", existing)}));
     ASSERT_TRUE(test::MakeDatabase(source, {Row("x", existing), Row("y", existing)}));
-
     const auto keep = Run({"import", source});
     EXPECT_EQ(keep.exitCode, 0) << keep.err.toStdString();
     EXPECT_EQ(keep.OutLines(),
               (QStringList{"Дубликат: MD5-хэш = y\tтрек = 0\tid = 1\tid2 = 2\tразмер = 5000000 байт",
                            "Задание выполнено!"} +
                Summary(2, 2, 1, 0, 1)));
-
     const auto replace = Run({"import", "--replace", source});
     EXPECT_EQ(replace.exitCode, 0) << replace.err.toStdString();
-    EXPECT_EQ(replace.OutLines(),
-              (QStringList{"Дубликат: MD5-хэш = x\tтрек = 0\tid = 2\tid2 = 1\tразмер = 5000000 байт",
-                           "Дубликат: MD5-хэш = y\tтрек = 0\tid = 1\tid2 = 2\tразмер = 5000000 байт",
-                           "Задание выполнено!"} +
-               Summary(2, 2, 0, 2, 2)));
-    // The replaced rows came back with new ids, in the source's order.
-    SqliteConnection c;
-    ASSERT_TRUE(c.Open(db));
-    SqliteStatement q(c.Handle(), "SELECT id, md5 FROM Data ORDER BY id");
-    QStringList ids;
-    while (q.Next()) {
-        ids.append(q.Text(0) + u'=' + q.Text(1));
-    }
-    EXPECT_EQ(ids, (QStringList{"3=x", "4=y"}));
+    EXPECT_EQ(replace.OutLines().mid(2), QStringList{"Задание выполнено!"} + Summary(2, 2, 0, 2, 2));
 }
 
 TEST_F(MaintCliTest, ImportRefusesMissingAndUnreadableSources) {
     ASSERT_TRUE(test::MakeDatabase(db));
-    const auto missing = Run({"import", dir.File(QStringLiteral("none.db"))});
-    EXPECT_EQ(missing.exitCode, 2);
-    EXPECT_TRUE(missing.err.contains("Выберите импортируемую базу данных!"));
-    EXPECT_FALSE(QFile::exists(dir.File(QStringLiteral("none.db"))));  // never created by the attempt
-
+    const QString none = dir.File(QStringLiteral("none.db"));
     const QString text = dir.Write(QStringLiteral("text.db"), QByteArray(2048, 't'));
-    const auto notDatabase = Run({"import", text});
-    EXPECT_EQ(notDatabase.exitCode, 2);
-    EXPECT_TRUE(notDatabase.err.contains("Ошибка подключения импортируемой базы данных!"));
-
     const QString noTable = dir.File(QStringLiteral("empty.db"));
     ASSERT_TRUE(SqliteConnection().Open(noTable));
+    const struct {
+        QStringList args;
+        const char* says;
+    } cases[] = {
+        {{"import", none}, "Выберите импортируемую базу данных!"},
+        {{"import", text}, "Ошибка подключения импортируемой базы данных!"},
+        {{"import"}, "Usage: tembrix-cli import"},
+        {{"import", "--keep", text}, "--keep"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args.join(u' ').toStdString());
+        const auto r = Run(c.args);
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_TRUE(r.err.contains(QString::fromUtf8(c.says))) << r.err.toStdString();
+    }
+    EXPECT_FALSE(QFile::exists(none));  // never created by the attempt
+    // A source without the table fails in the worker, which reports as usual.
     const auto keys = Run({"import", noTable});
     EXPECT_EQ(keys.exitCode, 2);
     const QString error = "Ошибка получения списка записей импортируемой базы данных!";
     EXPECT_EQ(keys.OutLines(), (QStringList{error, error} + Summary(0, 0, 0, 0, 0)));
-
-    EXPECT_EQ(Run({"import"}).exitCode, 2);
-    EXPECT_EQ(Run({"import", "--keep", text}).exitCode, 2);
 }
 
 TEST_F(MaintCliTest, InterruptStopsTheImportWhichStillReportsAndCommits) {
@@ -188,42 +161,23 @@ TEST_F(MaintCliTest, StatsPrintsTotalsThenEachGroupedFigure) {
     ASSERT_TRUE(test::MakeDatabase(db, {audio, video}));
     const auto r = Run({"stats"});
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_EQ(r.OutLines(), (QStringList{
-                                "Всего аудио дорожек=2",
-                                "Всего часов=2",
-                                "Аудио дорожек из аудио файлов=1",
-                                "Аудио часов=0",
-                                "Аудио дорожек из видео файлов=1",
-                                "Видео часов=2",
-                                "Суммарный объём исходников (МБ)=9",
-                                "Суммарный объём индексов  (МБ)=0",
-                                "Содержат доп. информацию (аудио)=1",
-                                "Не содержат доп. информацию (аудио)=0",
-                                "Содержат доп. информацию (видео)=0",
-                                "Не содержат доп. информацию (видео)=1",
-                                "",
-                                "Распределение количества файлов в зависимости от расширения:",
-                                "mkv=1",
-                                "mp3=1",
-                                "",
-                                "Распределение по часам в зависимости от расширения:",
-                                "mkv=2",
-                                "mp3=0",
-                                "",
-                                "Распределение количества файлов в зависимости от количества аудио дорожек:",
-                                "1=1",
-                                "2=1",
-                                "",
-                                "Количество аудио дорожек в зависимости от их продолжительности в минутах:",
-                                "40-50 минут=1",
-                                "120-130 минут=1",
-                            }));
+    // The figures themselves are checked by the statistics tests; here their layout.
+    EXPECT_EQ(
+        r.out,
+        QString("Всего аудио дорожек=2\nВсего часов=2\nАудио дорожек из аудио файлов=1\nАудио часов=0\n"
+                "Аудио дорожек из видео файлов=1\nВидео часов=2\nСуммарный объём исходников (МБ)=9\n"
+                "Суммарный объём индексов  (МБ)=0\nСодержат доп. информацию (аудио)=1\n"
+                "Не содержат доп. информацию (аудио)=0\nСодержат доп. информацию (видео)=0\n"
+                "Не содержат доп. информацию (видео)=1\n\n"
+                "Распределение количества файлов в зависимости от расширения:\nmkv=1\nmp3=1\n\n"
+                "Распределение по часам в зависимости от расширения:\nmkv=2\nmp3=0\n\n"
+                "Распределение количества файлов в зависимости от количества аудио дорожек:\n1=1\n2=1\n\n"
+                "Количество аудио дорожек в зависимости от их продолжительности в минутах:\n"
+                "40-50 минут=1\n120-130 минут=1\n"));
 }
 
-TEST_F(MaintCliTest, MissingOrTablelessDatabaseIsAConnectionError) {
-    for (const char* command : {"check", "stats"}) {
-        EXPECT_EQ(Run({command}).exitCode, 2) << command;  // no file yet
-    }
+TEST_F(MaintCliTest, MissingOrTablelessDatabaseAndBadArgumentsExitWithTwo) {
+    EXPECT_EQ(Run({"check"}).exitCode, 2);  // no file yet
     ASSERT_TRUE(SqliteConnection().Open(db));
     for (const char* command : {"check", "stats"}) {
         const auto r = Run({command});

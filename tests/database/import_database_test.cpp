@@ -1,12 +1,12 @@
-// The import worker: sources of zero, one, two and many rows, duplicates kept and replaced, a database
-// imported into itself, a replacement whose insert fails, failures of the key list and of the look-up,
-// and a stop request.
+// The import worker: sources of zero, one and two rows, duplicates kept and replaced, a database imported
+// into itself, a replacement whose insert fails, failures of the key list and the look-up, and a stop.
 
 #include <gtest/gtest.h>
 
 #include <sqlite3.h>
 
 #include <QStringList>
+#include <functional>
 
 #include "database/import_database.h"
 #include "database/import_source.h"
@@ -21,7 +21,7 @@ namespace {
 
 using test::RawRow;
 
-// What a run delivered to the main thread, in order, and its counters at the end.
+// What a run delivered to the main thread, in order, and its progress at the end.
 struct ImportRun {
     QStringList lines;
     QStringList boxes;
@@ -31,12 +31,16 @@ struct ImportRun {
     int progress = -1;
 };
 
-ImportRun RunImport(ImportDatabase& worker) {
+// Runs `worker`; `onLine` is called after each line is recorded.
+ImportRun RunImport(ImportDatabase& worker, const std::function<void(const QString&)>& onLine = {}) {
     ImportRun run;
     worker.onLine = [&](const QString& line) {
         EXPECT_TRUE(OnMainThread());
         run.lines.append(line);
         run.progressAtLine.append(worker.progress.load());
+        if (onLine) {
+            onLine(line);
+        }
     };
     worker.onMessageBox = [&](const QString& text) { run.boxes.append(text); };
     worker.onSummary = [&](const QStringList& summary) {
@@ -55,6 +59,8 @@ QStringList Summary(int processed, int total, int ignored, int deleted, int adde
             QStringLiteral("Добавлено новых записей: %1").arg(added)};
 }
 
+const QStringList kDone{"Задание выполнено!"};
+
 RawRow Row(const QString& md5, int64_t track = 0, int values = 6000) {
     RawRow r;
     r.md5 = md5;
@@ -62,17 +68,17 @@ RawRow Row(const QString& md5, int64_t track = 0, int values = 6000) {
     r.audioTrack = track;
     r.sourcePath = QStringLiteral("/music/") + md5 + QStringLiteral(".mp3");
     r.sourceFileName = md5;
-    r.indexSize = values * 2;
     std::vector<uint16_t> envelope(static_cast<size_t>(values));
     for (size_t i = 0; i < envelope.size(); ++i) {
         envelope[i] = static_cast<uint16_t>(md5.size() * 1000 + i * 7);
     }
     r.indexData = test::EnvelopeBytes(envelope);
+    r.indexSize = r.indexData.size();
     return r;
 }
 
-// Every row of a database as one comparable text: the key columns, the other columns and the blob.
-QStringList Rows(sqlite3* db, bool withIds) {
+// Every row of a database as one comparable text, the blob included.
+QStringList Rows(sqlite3* db, bool withIds = false) {
     SqliteStatement q(
         db,
         "SELECT id, source_size, sha2, md5, duration, source_path, source_file_name, extension, "
@@ -89,6 +95,14 @@ QStringList Rows(sqlite3* db, bool withIds) {
     return rows;
 }
 
+QStringList Ids(const QStringList& rowsWithIds) {
+    QStringList ids;
+    for (const QString& row : rowsWithIds) {
+        ids.append(row.section(u'|', 0, 0));
+    }
+    return ids;
+}
+
 class ImportDatabaseTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -101,15 +115,21 @@ protected:
         ASSERT_TRUE(store.Connect(mainPath));
         ASSERT_TRUE(source.Connect(sourcePath));
     }
+    // The main database imported into itself.
+    void OpenSelf(const std::vector<RawRow>& rows) {
+        ASSERT_TRUE(test::MakeDatabase(mainPath, rows));
+        ASSERT_TRUE(store.Connect(mainPath));
+        ASSERT_TRUE(source.Connect(mainPath));
+    }
     QStringList MainRows(bool withIds = false) { return Rows(store.Handle(), withIds); }
-    QStringList SourceRows() {
+    // Through a connection of its own: what the import committed.
+    static QStringList RowsOf(const QString& path) {
         SqliteConnection c;
-        EXPECT_TRUE(c.Open(sourcePath));
-        return Rows(c.Handle(), false);
+        EXPECT_TRUE(c.Open(path));
+        return Rows(c.Handle());
     }
     // The connection is back in autocommit mode: nothing of the import is left uncommitted.
     bool Committed() { return sqlite3_get_autocommit(store.Handle()) != 0; }
-
     test::TempDir dir;
     test::RecordingMessages messages;
     QString mainPath;
@@ -119,42 +139,34 @@ protected:
 };
 
 TEST_F(ImportDatabaseTest, SourcesOfZeroOneAndTwoRowsEndNormally) {
-    const struct {
-        const char* name;
-        std::vector<RawRow> rows;
-        QList<int> progressAtLine;  // sources of duplicates only: one line per row
-        int progress;
-    } cases[] = {
-        {"empty", {}, {}, 0},
-        {"one row", {Row("a")}, {0}, 100},
-        {"two rows", {Row("a"), Row("b")}, {0, 0}, 100},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    const std::vector<RawRow> sources[] = {{}, {Row("a")}, {Row("a"), Row("b")}};
+    for (const auto& rows : sources) {
+        const int n = static_cast<int>(rows.size());
+        SCOPED_TRACE(n);
         const test::TempDir d;
         mainPath = d.File(QStringLiteral("main.db"));
         sourcePath = d.File(QStringLiteral("source.db"));
         store.Disconnect();
         source.Disconnect();
-        Open({}, c.rows);
+        Open({}, rows);
+        const int progress = n == 0 ? 0 : 100;
         {
             ImportDatabase worker(store, source);
             const ImportRun run = RunImport(worker);
-            const int n = static_cast<int>(c.rows.size());
             EXPECT_TRUE(run.lines.isEmpty());
-            EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
+            EXPECT_EQ(run.boxes, kDone);
             EXPECT_EQ(run.summary, Summary(n, n, 0, 0, n));
             EXPECT_EQ(run.summaries, 1);
-            EXPECT_EQ(run.progress, c.progress);
-            EXPECT_EQ(MainRows(), SourceRows());
+            EXPECT_EQ(run.progress, progress);
+            EXPECT_EQ(MainRows(), RowsOf(sourcePath));
             EXPECT_TRUE(Committed());
         }
         // The same source again: every row is now a duplicate, reported with its line.
         ImportDatabase again(store, source);
         const ImportRun run = RunImport(again);
-        EXPECT_EQ(run.progressAtLine, c.progressAtLine);
-        EXPECT_EQ(run.summary.value(2), QStringLiteral("Проигнорировано дубликатов: %1").arg(c.rows.size()));
-        EXPECT_EQ(run.progress, c.progress);
+        EXPECT_EQ(run.progressAtLine, QList<int>(n, 0));
+        EXPECT_EQ(run.summary, Summary(n, n, n, 0, 0));
+        EXPECT_EQ(run.progress, progress);
     }
 }
 
@@ -173,15 +185,14 @@ TEST_F(ImportDatabaseTest, DuplicateLineNamesBothIdsAndKeepLeavesTheStoredRow) {
     const ImportRun run = RunImport(worker);
     EXPECT_EQ(run.lines,
               QStringList{"Дубликат: MD5-хэш = dup\tтрек = 1\tid = 2\tid2 = 3\tразмер = 3000000000 байт"});
-    EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
+    EXPECT_EQ(run.boxes, kDone);
     EXPECT_EQ(run.summary, Summary(3, 3, 1, 0, 2));
-    const QStringList after = MainRows(true);
-    ASSERT_EQ(after.size(), 4);
-    EXPECT_EQ(after.mid(0, 2), before);  // the stored row is untouched
-    EXPECT_EQ(MainRows().mid(2), SourceRows().mid(0, 2));
+    ASSERT_EQ(MainRows().size(), 4);
+    EXPECT_EQ(MainRows(true).mid(0, 2), before);  // the stored row is untouched
+    EXPECT_EQ(MainRows().mid(2), RowsOf(sourcePath).mid(0, 2));
 }
 
-TEST_F(ImportDatabaseTest, ReplaceDeletesTheStoredRowAndAddsTheSourceRow) {
+TEST_F(ImportDatabaseTest, ReplaceDeletesTheStoredRowAndAddsTheSourceRowUnderANewId) {
     RawRow stored = Row("dup");
     stored.sourcePath = QStringLiteral("/old/path.mp3");
     RawRow incoming = stored;
@@ -194,13 +205,10 @@ TEST_F(ImportDatabaseTest, ReplaceDeletesTheStoredRowAndAddsTheSourceRow) {
     worker.replaceDuplicates = true;
     const ImportRun run = RunImport(worker);
     EXPECT_EQ(run.lines.size(), 1);
-    EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
+    EXPECT_EQ(run.boxes, kDone);
     EXPECT_EQ(run.summary, Summary(1, 1, 0, 1, 1));
-    const QStringList rows = MainRows(true);
-    ASSERT_EQ(rows.size(), 2);
-    EXPECT_TRUE(rows[0].startsWith("2|"));
-    EXPECT_EQ(MainRows().last(), SourceRows().first());
-    EXPECT_TRUE(rows[1].startsWith("3|")) << rows[1].toStdString();  // ids are never reused
+    EXPECT_EQ(Ids(MainRows(true)), (QStringList{"2", "3"}));  // ids are never reused
+    EXPECT_EQ(MainRows().last(), RowsOf(sourcePath).first());
     EXPECT_TRUE(Committed());
 }
 
@@ -208,19 +216,13 @@ TEST_F(ImportDatabaseTest, PolicyIsReadAtEveryDuplicate) {
     Open({Row("a"), Row("b"), Row("c")}, {Row("a"), Row("b"), Row("c")});
     ImportDatabase worker(store, source);
     int seen = 0;
-    worker.onLine = [&](const QString&) { worker.replaceDuplicates = ++seen >= 2; };
-    test::RunToEnd(worker);
-    EXPECT_EQ(worker.ignored, 1);
-    EXPECT_EQ(worker.deleted, 2);
-    EXPECT_EQ(worker.added, 2);
-    EXPECT_EQ(worker.processed, 3);
-    EXPECT_EQ(MainRows(true).first().section(u'|', 0, 0), "1");
+    const ImportRun run = RunImport(worker, [&](const QString&) { worker.replaceDuplicates = ++seen >= 2; });
+    EXPECT_EQ(run.summary, Summary(3, 3, 1, 2, 2));
+    EXPECT_EQ(Ids(MainRows(true)), (QStringList{"1", "4", "5"}));
 }
 
 TEST_F(ImportDatabaseTest, IntoItselfWithKeepAndWithReplace) {
-    ASSERT_TRUE(test::MakeDatabase(mainPath, {Row("a"), Row("b", 1), Row("c")}));
-    ASSERT_TRUE(store.Connect(mainPath));
-    ASSERT_TRUE(source.Connect(mainPath));
+    OpenSelf({Row("a"), Row("b", 1), Row("c")});
     const QStringList original = MainRows();
     {
         ImportDatabase worker(store, source);
@@ -229,49 +231,41 @@ TEST_F(ImportDatabaseTest, IntoItselfWithKeepAndWithReplace) {
         EXPECT_EQ(run.lines.value(1),
                   "Дубликат: MD5-хэш = b\tтрек = 1\tid = 2\tid2 = 2\tразмер = 5000000 байт");
     }
-    {
-        ImportDatabase worker(store, source);
-        worker.replaceDuplicates = true;
-        const ImportRun run = RunImport(worker);
-        EXPECT_EQ(run.summary, Summary(3, 3, 0, 3, 3));
-        EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
-    }
+    ImportDatabase worker(store, source);
+    worker.replaceDuplicates = true;
+    const ImportRun run = RunImport(worker);
+    EXPECT_EQ(run.summary, Summary(3, 3, 0, 3, 3));
+    EXPECT_EQ(run.boxes, kDone);
     EXPECT_EQ(MainRows(), original);
-    QStringList ids;
-    for (const QString& row : MainRows(true)) {
-        ids.append(row.section(u'|', 0, 0));
-    }
-    EXPECT_EQ(ids, (QStringList{"4", "5", "6"}));
+    EXPECT_EQ(Ids(MainRows(true)), (QStringList{"4", "5", "6"}));
     EXPECT_TRUE(Committed());
 }
 
 TEST_F(ImportDatabaseTest, IntoItselfLargerThanTheCacheWithReplace) {
-    // 7 MB of envelopes changed in one batch: more than SQLite's page cache holds. The source reads
-    // the same file through its own connection and must never find it locked by the batch.
+    // 7 MB of envelopes changed in one batch: more than SQLite's page cache holds. The source reads the
+    // same file through its own connection and must never find it locked by the batch.
     std::vector<RawRow> rows;
     for (int i = 0; i < 150; ++i) {
         rows.push_back(Row(QString::number(i), 0, 24000));
     }
-    ASSERT_TRUE(test::MakeDatabase(mainPath, rows));
-    ASSERT_TRUE(store.Connect(mainPath));
-    ASSERT_TRUE(source.Connect(mainPath));
+    OpenSelf(rows);
     const QStringList original = MainRows();
     ImportDatabase worker(store, source);
     worker.replaceDuplicates = true;
     const ImportRun run = RunImport(worker);
     EXPECT_EQ(run.summary, Summary(150, 150, 0, 150, 150));
-    EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
+    EXPECT_EQ(run.boxes, kDone);
     EXPECT_EQ(MainRows(), original);
 }
 
 TEST_F(ImportDatabaseTest, ReplaceWhoseInsertFailsKeepsTheOldRow) {
     Open({Row("keep"), Row("other")}, {Row("keep"), Row("fresh")});
-    SqliteConnection c;
-    ASSERT_TRUE(c.Open(mainPath));
-    ASSERT_TRUE(
-        c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data WHEN NEW.md5 = 'keep' "
-               "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
-    c.Close();
+    {
+        SqliteConnection c;
+        ASSERT_TRUE(c.Open(mainPath));
+        ASSERT_TRUE(c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data WHEN NEW.md5 = 'keep' "
+                           "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
+    }
     const QStringList before = MainRows(true);
 
     ImportDatabase worker(store, source);
@@ -319,12 +313,9 @@ TEST_F(ImportDatabaseTest, KeyListFailureEndsAtOnce) {
 }
 
 TEST_F(ImportDatabaseTest, LookUpFailureEndsWithoutClosingMessage) {
-    Open({}, {Row("a")});
-    ASSERT_TRUE(store.Handle() != nullptr);
-    SqliteConnection c;
-    ASSERT_TRUE(c.Open(mainPath));
-    ASSERT_TRUE(c.Exec("DROP TABLE Data"));
-    c.Close();
+    ASSERT_TRUE(test::MakeDatabase(sourcePath, {Row("a")}));
+    ASSERT_TRUE(store.Connect(mainPath));  // a new empty file: no table
+    ASSERT_TRUE(source.Connect(sourcePath));
     ImportDatabase worker(store, source);
     const ImportRun run = RunImport(worker);
     EXPECT_EQ(run.lines, QStringList{"Ошибка SQL запроса"});
@@ -336,43 +327,28 @@ TEST_F(ImportDatabaseTest, LookUpFailureEndsWithoutClosingMessage) {
 TEST_F(ImportDatabaseTest, StoreStayingBusyEndsTheImportAndKeepsTheRowsBefore) {
     Open({Row("b")}, {Row("a"), Row("b"), Row("c")});
     ImportDatabase worker(store, source);
-    // The store is held from the duplicate's line on, so the next look-up gives up; it is let go when
-    // the failure is reported.
-    worker.onLine = [&](const QString& line) {
+    // The store is held from the duplicate's line on, so the next look-up gives up; it is let go when the
+    // failure is reported.
+    const ImportRun run = RunImport(worker, [&](const QString& line) {
         if (line.startsWith("Дубликат")) {
             EXPECT_TRUE(store.Busy().TryAcquire());
         } else {
-            EXPECT_EQ(line, "Ошибка SQL запроса");
             store.Busy().Release();
         }
-    };
-    QStringList boxes;
-    worker.onMessageBox = [&](const QString& text) { boxes.append(text); };
-    QStringList summary;
-    worker.onSummary = [&](const QStringList& s) { summary = s; };
-    test::RunToEnd(worker);
-    EXPECT_EQ(boxes, QStringList{"Ошибка SQL запроса"});
-    EXPECT_EQ(summary, Summary(2, 3, 1, 0, 1));
+    });
+    EXPECT_EQ(run.lines.value(1), "Ошибка SQL запроса");
+    EXPECT_EQ(run.boxes, QStringList{"Ошибка SQL запроса"});
+    EXPECT_EQ(run.summary, Summary(2, 3, 1, 0, 1));
     EXPECT_TRUE(Committed());
-    SqliteConnection reader;
-    ASSERT_TRUE(reader.Open(mainPath));
-    const QStringList rows = Rows(reader.Handle(), false);
+    const QStringList rows = RowsOf(mainPath);
     ASSERT_EQ(rows.size(), 2);
-    EXPECT_EQ(rows[1], SourceRows()[0]);
+    EXPECT_EQ(rows[1], RowsOf(sourcePath)[0]);
 }
 
 TEST_F(ImportDatabaseTest, StopFinishesTheRowThenReportsAndCommits) {
     Open({Row("a")}, {Row("a"), Row("b"), Row("c")});
     ImportDatabase worker(store, source);
-    worker.onLine = [&](const QString&) { worker.requestInterruption(); };
-    const ImportRun run = [&] {
-        ImportRun r;
-        worker.onMessageBox = [&](const QString& text) { r.boxes.append(text); };
-        worker.onSummary = [&](const QStringList& s) { r.summary = s; };
-        worker.start();
-        JoinThread(&worker);
-        return r;
-    }();
+    const ImportRun run = RunImport(worker, [&](const QString&) { worker.requestInterruption(); });
     EXPECT_EQ(run.boxes, QStringList{"Импорт остановлен!"});
     EXPECT_EQ(run.summary, Summary(1, 3, 1, 0, 0));
     EXPECT_TRUE(Committed());
@@ -381,39 +357,24 @@ TEST_F(ImportDatabaseTest, StopFinishesTheRowThenReportsAndCommits) {
 TEST_F(ImportDatabaseTest, ACommitByAnotherCallerMidwayLosesNothing) {
     Open({Row("b")}, {Row("a"), Row("b"), Row("c")});
     ImportDatabase worker(store, source);
-    worker.onLine = [&](const QString&) { EXPECT_TRUE(store.Commit()); };  // as the indexing's last step
-    const ImportRun run = [&] {
-        ImportRun r;
-        worker.onMessageBox = [&](const QString& text) { r.boxes.append(text); };
-        worker.onSummary = [&](const QStringList& s) { r.summary = s; };
-        test::RunToEnd(worker);
-        return r;
-    }();
-    EXPECT_EQ(run.boxes, QStringList{"Задание выполнено!"});
+    // As the indexing's last step does.
+    const ImportRun run = RunImport(worker, [&](const QString&) { EXPECT_TRUE(store.Commit()); });
+    EXPECT_EQ(run.boxes, kDone);
     EXPECT_EQ(run.summary, Summary(3, 3, 1, 0, 2));
     EXPECT_TRUE(Committed());
-    SqliteConnection reader;
-    ASSERT_TRUE(reader.Open(mainPath));
-    EXPECT_EQ(Rows(reader.Handle(), false).size(), 3);
+    EXPECT_EQ(RowsOf(mainPath).size(), 3);
 }
 
 TEST_F(ImportDatabaseTest, ManyRowsAreCommittedInBatchesAndAllArrive) {
-    Open({}, {});
-    SqliteConnection c;
-    ASSERT_TRUE(c.Open(sourcePath));
-    ASSERT_TRUE(c.Exec("BEGIN"));
+    std::vector<RawRow> rows;
     for (int i = 0; i < 2500; ++i) {
-        ASSERT_GT(test::InsertRaw(c.Handle(), Row(QString::number(i), 0, 10)), 0);
+        rows.push_back(Row(QString::number(i), 0, 10));
     }
-    ASSERT_TRUE(c.Exec("COMMIT"));
+    Open({}, rows);
     ImportDatabase worker(store, source);
-    const ImportRun run = RunImport(worker);
-    EXPECT_EQ(run.summary, Summary(2500, 2500, 0, 0, 2500));
+    EXPECT_EQ(RunImport(worker).summary, Summary(2500, 2500, 0, 0, 2500));
     EXPECT_TRUE(Committed());
-    // Another connection sees every row: nothing stayed in an open transaction.
-    SqliteConnection reader;
-    ASSERT_TRUE(reader.Open(mainPath));
-    EXPECT_EQ(Rows(reader.Handle(), false), SourceRows());
+    EXPECT_EQ(RowsOf(mainPath), RowsOf(sourcePath));
 }
 
 }  // namespace

@@ -17,11 +17,18 @@ using test::RawRow;
 class ImportSourceTest : public ::testing::Test {
 protected:
     void SetUp() override { path = dir.File(QStringLiteral("source.db")); }
+    void Open(const std::vector<RawRow>& rows) {
+        ASSERT_TRUE(test::MakeDatabase(path, rows));
+        ASSERT_TRUE(source.Connect(path));
+    }
 
     test::TempDir dir;
     test::RecordingMessages messages;
     QString path;
     TDataModule2 source;
+    IndexRecord record;
+    std::vector<uint16_t> envelope = {7};
+    int32_t count = 1;
 };
 
 TEST_F(ImportSourceTest, KeyLinesFollowTheTableOrderAndKeepLargeSizes) {
@@ -32,19 +39,10 @@ TEST_F(ImportSourceTest, KeyLinesFollowTheTableOrderAndKeepLargeSizes) {
     RawRow small;
     small.md5 = QStringLiteral("aaa");  // sorts first in the track look-up index
     small.sourceSize = QStringLiteral("17");
-    ASSERT_TRUE(test::MakeDatabase(path, {big, small}));
-    ASSERT_TRUE(source.Connect(path));
+    Open({big, small});
     QStringList keys = {QStringLiteral("kept")};
     ASSERT_TRUE(source.ListKeys(keys));
     EXPECT_EQ(keys, (QStringList{"kept", "1\t5000000000\tbbb\t2", "2\t17\taaa\t0"}));
-}
-
-TEST_F(ImportSourceTest, EmptyTableGivesNoKeysAndNoTableFails) {
-    ASSERT_TRUE(test::MakeDatabase(path));
-    ASSERT_TRUE(source.Connect(path));
-    QStringList keys;
-    EXPECT_TRUE(source.ListKeys(keys));
-    EXPECT_TRUE(keys.isEmpty());
 
     TDataModule2 empty;
     ASSERT_TRUE(empty.Connect(dir.File(QStringLiteral("new.db"))));  // created without a table
@@ -54,39 +52,30 @@ TEST_F(ImportSourceTest, EmptyTableGivesNoKeysAndNoTableFails) {
 TEST_F(ImportSourceTest, ReadsEveryFieldAndExactlyIndexSizeBytes) {
     RawRow row;
     row.sourceSize = QStringLiteral("3000000000");
-    row.sha2 = QStringLiteral("s2");
-    row.md5 = QStringLiteral("m5");
     row.duration = 61;
     row.sourcePath = QStringLiteral("/a/Песня.flac");
     row.sourceFileName = QStringLiteral("Песня");
-    row.extension = QStringLiteral("flac");
     row.type = kTypeVideo;
     row.audioTrack = 1;
     row.allTracks = 3;
-    row.created = QStringLiteral("02.03.2024");
     row.infoNull = true;
     row.indexSize = 5;  // odd: the fifth byte rides in one more element
     row.indexData = QByteArray("\x01\x80\xFF\x7F\x09\x33", 6);
-    ASSERT_TRUE(test::MakeDatabase(path, {row}));
-    ASSERT_TRUE(source.Connect(path));
-
-    IndexRecord r;
-    std::vector<uint16_t> envelope(9, 1);
-    int32_t count = -1;
-    ASSERT_TRUE(source.GetRecordWithIndex(1, r, envelope, count));
-    EXPECT_EQ(r.source_size, 3000000000LL);
-    EXPECT_EQ(r.sha2, "s2");
-    EXPECT_EQ(r.md5, "m5");
-    EXPECT_EQ(r.duration, 61);
-    EXPECT_EQ(r.source_path, "/a/Песня.flac");
-    EXPECT_EQ(r.source_file_name, "Песня");
-    EXPECT_EQ(r.extension, "flac");
-    EXPECT_EQ(r.type, kTypeVideo);
-    EXPECT_EQ(r.audio_track, 1);
-    EXPECT_EQ(r.all_tracks, 3);
-    EXPECT_EQ(r.created, "02.03.2024");
-    EXPECT_TRUE(r.info.isEmpty());
-    EXPECT_EQ(r.index_size, 5);
+    Open({row});
+    ASSERT_TRUE(source.GetRecordWithIndex(1, record, envelope, count));
+    EXPECT_EQ(record.source_size, 3000000000LL);
+    EXPECT_EQ(record.sha2, row.sha2);
+    EXPECT_EQ(record.md5, row.md5);
+    EXPECT_EQ(record.duration, 61);
+    EXPECT_EQ(record.source_path, row.sourcePath);
+    EXPECT_EQ(record.source_file_name, row.sourceFileName);
+    EXPECT_EQ(record.extension, row.extension);
+    EXPECT_EQ(record.type, kTypeVideo);
+    EXPECT_EQ(record.audio_track, 1);
+    EXPECT_EQ(record.all_tracks, 3);
+    EXPECT_EQ(record.created, row.created);
+    EXPECT_TRUE(record.info.isEmpty());
+    EXPECT_EQ(record.index_size, 5);
     EXPECT_EQ(count, 2);
     EXPECT_EQ(envelope, (std::vector<uint16_t>{0x8001, 0x7FFF, 0x0009}));
 }
@@ -97,32 +86,22 @@ TEST_F(ImportSourceTest, MissingIdLeavesEverythingAndBadRowsFail) {
     RawRow negativeSize;
     negativeSize.md5 = QStringLiteral("n");
     negativeSize.indexSize = -2;
-    ASSERT_TRUE(test::MakeDatabase(path, {shortBlob, negativeSize}));
-    ASSERT_TRUE(source.Connect(path));
-
-    IndexRecord r;
-    r.md5 = QStringLiteral("untouched");
-    std::vector<uint16_t> envelope = {7};
-    int32_t count = 1;
-    EXPECT_TRUE(source.GetRecordWithIndex(99, r, envelope, count));
-    EXPECT_EQ(r.md5, "untouched");
+    Open({shortBlob, negativeSize});
+    record.md5 = QStringLiteral("untouched");
+    EXPECT_TRUE(source.GetRecordWithIndex(99, record, envelope, count));
+    EXPECT_EQ(record.md5, "untouched");
     EXPECT_EQ(envelope, std::vector<uint16_t>{7});
     EXPECT_EQ(count, 1);
-
-    EXPECT_FALSE(source.GetRecordWithIndex(1, r, envelope, count));
-    EXPECT_FALSE(source.GetRecordWithIndex(2, r, envelope, count));
+    EXPECT_FALSE(source.GetRecordWithIndex(1, record, envelope, count));
+    EXPECT_FALSE(source.GetRecordWithIndex(2, record, envelope, count));
 }
 
 TEST_F(ImportSourceTest, BusyFlagAndBadFilesAreRefused) {
-    ASSERT_TRUE(test::MakeDatabase(path, {RawRow{}}));
-    ASSERT_TRUE(source.Connect(path));
+    Open({RawRow{}});
     ASSERT_TRUE(source.Busy().TryAcquire());
     QStringList keys;
-    IndexRecord r;
-    std::vector<uint16_t> envelope;
-    int32_t count = 0;
     EXPECT_FALSE(source.ListKeys(keys));
-    EXPECT_FALSE(source.GetRecordWithIndex(1, r, envelope, count));
+    EXPECT_FALSE(source.GetRecordWithIndex(1, record, envelope, count));
     source.Busy().Release();
     EXPECT_TRUE(source.ListKeys(keys));
 

@@ -1,6 +1,6 @@
 #pragma once
 // Rows written straight into table Data, bypassing the store's duplicate refusal and its types, so that
-// tests of the check, import and statistics can build databases with any fault they need.
+// tests can build databases with any fault they need.
 
 #include <QByteArray>
 #include <QEventLoop>
@@ -15,8 +15,7 @@
 
 namespace tembrix::test {
 
-// Starts `worker` and runs an event loop until it has finished, so that its calls onto the main thread
-// are served at once.
+// Starts `worker` and serves its calls onto the main thread until it has finished.
 inline void RunToEnd(QThread& worker) {
     QEventLoop loop;
     QObject::connect(&worker, &QThread::finished, &loop, &QEventLoop::quit);
@@ -26,7 +25,6 @@ inline void RunToEnd(QThread& worker) {
     WorkEndSeen(&worker);
 }
 
-// Little-endian envelope bytes of `values`.
 inline QByteArray EnvelopeBytes(const std::vector<uint16_t>& values) {
     QByteArray bytes(static_cast<qsizetype>(values.size() * 2), '\0');
     for (size_t i = 0; i < values.size(); ++i) {
@@ -38,16 +36,10 @@ inline QByteArray EnvelopeBytes(const std::vector<uint16_t>& values) {
 // `count` values cycling through 0..999 (never negative as signed numbers).
 inline QByteArray PlainEnvelope(int count) {
     std::vector<uint16_t> values(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        values[static_cast<size_t>(i)] = static_cast<uint16_t>(i % 1000);
+    for (size_t i = 0; i < values.size(); ++i) {
+        values[i] = static_cast<uint16_t>(i % 1000);
     }
     return EnvelopeBytes(values);
-}
-
-// The default rows' envelope: 6000 plain values, made once and shared.
-inline QByteArray DefaultEnvelope() {
-    static const QByteArray envelope = PlainEnvelope(6000);
-    return envelope;
 }
 
 // One row as stored. Defaults describe a healthy two-minute audio track with a 12,000-byte envelope.
@@ -66,32 +58,36 @@ struct RawRow {
     QString info = QStringLiteral("Artist: A");
     bool infoNull = false;
     int64_t indexSize = 12000;
-    QByteArray indexData = DefaultEnvelope();
+    QByteArray indexData = PlainEnvelope(6000);
 };
 
 // Inserts `row`; returns its id, or -1 when the insert failed.
-inline int64_t InsertRaw(sqlite3* db, const RawRow& row) {
+inline int64_t InsertRaw(sqlite3* db, const RawRow& r) {
     SqliteStatement q(db,
                       "INSERT INTO Data (source_size, sha2, md5, duration, source_path, source_file_name, "
                       "extension, type, audio_track, all_tracks, created, info, index_size, index_data) "
                       "VALUES (:SS, :SHA2, :MD5, :DUR, :PATH, :NAME, :EXT, :TYPE, :TRACK, :TRACKS, :CREATED, "
                       ":INFO, :ISIZE, :IDATA)");
-    q.Bind(":SS", row.sourceSize);
-    q.Bind(":SHA2", row.sha2);
-    q.Bind(":MD5", row.md5);
-    q.Bind(":DUR", row.duration);
-    q.Bind(":PATH", row.sourcePath);
-    q.Bind(":NAME", row.sourceFileName);
-    q.Bind(":EXT", row.extension);
-    q.Bind(":TYPE", row.type);
-    q.Bind(":TRACK", row.audioTrack);
-    q.Bind(":TRACKS", row.allTracks);
-    q.Bind(":CREATED", row.created);
-    if (!row.infoNull) {
-        q.Bind(":INFO", row.info);
+    for (const auto& [name, value] : {std::pair{":SS", r.sourceSize},
+                                      {":SHA2", r.sha2},
+                                      {":MD5", r.md5},
+                                      {":PATH", r.sourcePath},
+                                      {":NAME", r.sourceFileName},
+                                      {":EXT", r.extension},
+                                      {":TYPE", r.type},
+                                      {":CREATED", r.created}}) {
+        q.Bind(name, value);
     }
-    q.Bind(":ISIZE", row.indexSize);
-    q.BindBlob(":IDATA", row.indexData.constData(), row.indexData.size());
+    for (const auto& [name, value] : {std::pair{":DUR", r.duration},
+                                      {":TRACK", r.audioTrack},
+                                      {":TRACKS", r.allTracks},
+                                      {":ISIZE", r.indexSize}}) {
+        q.Bind(name, value);
+    }
+    if (!r.infoNull) {
+        q.Bind(":INFO", r.info);
+    }
+    q.BindBlob(":IDATA", r.indexData.constData(), r.indexData.size());
     if (!q.Run()) {
         return -1;
     }

@@ -11,35 +11,23 @@
 namespace tembrix {
 namespace {
 
-using test::RawRow;
-
-RawRow Row(const QString& md5, int64_t track) {
-    RawRow r;
-    r.md5 = md5;
-    r.audioTrack = track;
-    r.sourcePath = QStringLiteral("/old/") + md5;
-    return r;
-}
-
 class ReplaceTrackTest : public ::testing::Test {
 protected:
     void SetUp() override {
         path = dir.File(QStringLiteral("index.db"));
-        // Two stored rows of track 0 of file "a" (a duplicate the store alone would have refused), one
-        // of its track 1.
-        ASSERT_TRUE(test::MakeDatabase(path, {Row("a", 0), Row("a", 0), Row("a", 1)}));
+        // Two stored rows of track 0 of file "a" (a duplicate the store alone would refuse), one of track 1.
+        std::vector<test::RawRow> rows(3);
+        rows[2].audioTrack = 1;
+        for (auto& r : rows) {
+            r.md5 = QStringLiteral("a");
+            r.sourcePath = QStringLiteral("/old/a");
+        }
+        ASSERT_TRUE(test::MakeDatabase(path, rows));
         ASSERT_TRUE(store.Connect(path));
         record.md5 = QStringLiteral("a");
         record.source_size = 5000000;
-        record.audio_track = 0;
-        record.all_tracks = 2;
-        record.duration = 90;
-        record.sha2 = QStringLiteral("sha");
         record.source_path = QStringLiteral("/new/a");
-        record.source_file_name = QStringLiteral("a");
-        record.extension = QStringLiteral("mp3");
         record.type = kTypeAudio;
-        record.created = QStringLiteral("01.01.2024");
         record.index_size = 4;
     }
     QStringList Rows() {
@@ -62,31 +50,30 @@ protected:
 
 TEST_F(ReplaceTrackTest, EveryRowOfTheTrackGivesWayToOne) {
     EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kOk);
-    EXPECT_EQ(Rows(), (QStringList{"3|1|/old/a|" + test::DefaultEnvelope().toHex().toUpper(),
+    EXPECT_EQ(Rows(), (QStringList{"3|1|/old/a|" + test::PlainEnvelope(6000).toHex().toUpper(),
                                    "4|0|/new/a|01020304"}));
 }
 
-TEST_F(ReplaceTrackTest, FailedInsertLeavesEverythingAsItWas) {
+TEST_F(ReplaceTrackTest, FailedInsertOrBusyStoreLeavesEverythingAsItWas) {
     const QStringList before = Rows();
     // Without envelope bytes for a non-empty envelope the insert cannot be made.
     ASSERT_TRUE(store.BeginTransaction());  // inside a batch, as the import calls it
     EXPECT_EQ(store.ReplaceTrack(record, nullptr), TDataModule1::kFailed);
     ASSERT_TRUE(store.CommitTransaction());
     EXPECT_EQ(Rows(), before);
-    // The database refuses the row.
-    SqliteConnection c;
-    ASSERT_TRUE(c.Open(path));
-    ASSERT_TRUE(c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data BEGIN SELECT RAISE(ABORT, 'no'); END"));
-    c.Close();
-    EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kFailed);
-    EXPECT_EQ(Rows(), before);
-}
 
-TEST_F(ReplaceTrackTest, BusyStoreChangesNothing) {
-    const QStringList before = Rows();
     ASSERT_TRUE(store.Busy().TryAcquire());
     EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kBusy);
     store.Busy().Release();
+    EXPECT_EQ(Rows(), before);
+
+    {  // the database refuses the row
+        SqliteConnection c;
+        ASSERT_TRUE(c.Open(path));
+        ASSERT_TRUE(
+            c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data BEGIN SELECT RAISE(ABORT, 'no'); END"));
+    }
+    EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kFailed);
     EXPECT_EQ(Rows(), before);
 }
 

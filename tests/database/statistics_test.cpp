@@ -14,26 +14,11 @@ namespace {
 
 using test::RawRow;
 using Pairs = QList<QPair<QString, qint64>>;
+using Classes = QList<QPair<qint64, qint64>>;
 
-const QStringList kLabels = {
-    "Всего аудио дорожек",
-    "Всего часов",
-    "Аудио дорожек из аудио файлов",
-    "Аудио часов",
-    "Аудио дорожек из видео файлов",
-    "Видео часов",
-    "Суммарный объём исходников (МБ)",
-    "Суммарный объём индексов  (МБ)",
-    "Содержат доп. информацию (аудио)",
-    "Не содержат доп. информацию (аудио)",
-    "Содержат доп. информацию (видео)",
-    "Не содержат доп. информацию (видео)",
-};
-
-RawRow Row(const QString& md5, const QString& type, const QString& extension, int64_t seconds, int64_t tracks,
-           const QString& info, int64_t sourceBytes, int64_t indexBytes) {
+RawRow Row(const QString& type, const QString& extension, int64_t seconds, int64_t tracks,
+           const QString& info, int64_t sourceBytes = 1, int64_t indexBytes = 2) {
     RawRow r;
-    r.md5 = md5;
     r.type = type;
     r.extension = extension;
     r.duration = seconds;
@@ -53,6 +38,7 @@ protected:
         EXPECT_TRUE(store.Connect(path));
         return CollectStatistics(store);
     }
+    // The twelve totals' values, after checking their labels and order.
     static QList<qint64> Values(const DatabaseStatistics& s) {
         QList<qint64> values;
         QStringList labels;
@@ -60,7 +46,12 @@ protected:
             labels.append(label);
             values.append(value);
         }
-        EXPECT_EQ(labels, kLabels);
+        EXPECT_EQ(labels,
+                  (QStringList{"Всего аудио дорожек", "Всего часов", "Аудио дорожек из аудио файлов",
+                               "Аудио часов", "Аудио дорожек из видео файлов", "Видео часов",
+                               "Суммарный объём исходников (МБ)", "Суммарный объём индексов  (МБ)",
+                               "Содержат доп. информацию (аудио)", "Не содержат доп. информацию (аудио)",
+                               "Содержат доп. информацию (видео)", "Не содержат доп. информацию (видео)"}));
         return values;
     }
 
@@ -69,7 +60,7 @@ protected:
     TDataModule1 store;
 };
 
-TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroups) {
+TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroupsAndKeepsTheCache) {
     const DatabaseStatistics s = Collect({});
     EXPECT_EQ(Values(s), QList<qint64>(12, 0));
     EXPECT_TRUE(s.filesByExtension.isEmpty());
@@ -77,10 +68,6 @@ TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroups) {
     EXPECT_TRUE(s.filesByTracks.isEmpty());
     EXPECT_TRUE(s.durationClasses.isEmpty());
     EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-TEST_F(StatisticsTest, LeavesTheConnectionsCacheAsItWas) {
-    Collect({});
     ASSERT_TRUE(store.SetCacheSize(-3000));
     CollectStatistics(store);
     EXPECT_EQ(store.CacheSize(), -3000);
@@ -89,9 +76,9 @@ TEST_F(StatisticsTest, LeavesTheConnectionsCacheAsItWas) {
 TEST_F(StatisticsTest, AudioOnlyDatabaseHasZeroVideoFigures) {
     const qint64 mb = 1024 * 1024;
     const DatabaseStatistics s = Collect({
-        Row("a", kTypeAudio, "mp3", 45 * 60, 1, "Artist: A", 3 * mb, mb / 2),
-        Row("b", kTypeAudio, "mp3", 2 * 3600, 2, "", 2 * mb, mb / 2),
-        Row("c", kTypeAudio, "flac", 3599, 2, "Title: T", mb - 1, 1),
+        Row(kTypeAudio, "mp3", 45 * 60, 1, "Artist: A", 3 * mb, mb / 2),
+        Row(kTypeAudio, "mp3", 2 * 3600, 2, "", 2 * mb, mb / 2),
+        Row(kTypeAudio, "flac", 3599, 2, "Title: T", mb - 1, 1),
     });
     // Hours and megabytes are truncated: 2:45 + 0:59:59 of audio is 3 hours; 6 MB - 1 byte is 5 MB.
     EXPECT_EQ(Values(s), (QList<qint64>{3, 3, 3, 3, 0, 0, 5, 1, 2, 1, 0, 0}));
@@ -99,31 +86,27 @@ TEST_F(StatisticsTest, AudioOnlyDatabaseHasZeroVideoFigures) {
     EXPECT_EQ(s.hoursByExtension, (Pairs{{"flac", 0}, {"mp3", 2}}));
     EXPECT_EQ(s.filesByTracks, (Pairs{{"1", 1}, {"2", 2}}));
     // 45 minutes in 40-50, 59:59 in 50-60, two hours in 120-130.
-    EXPECT_EQ(s.durationClasses, (QList<QPair<qint64, qint64>>{{4, 1}, {5, 1}, {12, 1}}));
+    EXPECT_EQ(s.durationClasses, (Classes{{4, 1}, {5, 1}, {12, 1}}));
 }
 
 TEST_F(StatisticsTest, VideoRowsAndInfoSplitByType) {
     const DatabaseStatistics s = Collect({
-        Row("a", kTypeAudio, "ogg", 600, 1, "x", 1, 2),
-        Row("v1", kTypeVideo, "mkv", 7200, 3, "", 1, 2),
-        Row("v2", kTypeVideo, "mkv", 7199, 3, "y", 1, 2),
-        Row("v3", kTypeVideo, "mp4", 599, 1, "", 1, 2),
+        Row(kTypeAudio, "ogg", 600, 1, "x"),
+        Row(kTypeVideo, "mkv", 7200, 3, ""),
+        Row(kTypeVideo, "mkv", 7199, 3, "y"),
+        Row(kTypeVideo, "mp4", 599, 1, ""),
     });
     EXPECT_EQ(Values(s), (QList<qint64>{4, 4, 1, 0, 3, 4, 0, 0, 1, 0, 1, 2}));
     EXPECT_EQ(s.filesByExtension, (Pairs{{"mkv", 2}, {"mp4", 1}, {"ogg", 1}}));
     EXPECT_EQ(s.hoursByExtension, (Pairs{{"mkv", 3}, {"mp4", 0}, {"ogg", 0}}));
     EXPECT_EQ(s.filesByTracks, (Pairs{{"1", 2}, {"3", 2}}));
-    EXPECT_EQ(s.durationClasses, (QList<QPair<qint64, qint64>>{{0, 1}, {1, 1}, {11, 1}, {12, 1}}));
+    EXPECT_EQ(s.durationClasses, (Classes{{0, 1}, {1, 1}, {11, 1}, {12, 1}}));
 }
 
 TEST(DurationClassLabel, TenMinuteSpans) {
-    const struct {
-        qint64 c;
-        const char* label;
-    } cases[] = {{0, "0-10 минут"}, {2, "20-30 минут"}, {4, "40-50 минут"}, {12, "120-130 минут"}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(DurationClassLabel(c.c), QString::fromUtf8(c.label));
-    }
+    EXPECT_EQ(DurationClassLabel(0), QStringLiteral("0-10 минут"));
+    EXPECT_EQ(DurationClassLabel(4), QStringLiteral("40-50 минут"));
+    EXPECT_EQ(DurationClassLabel(12), QStringLiteral("120-130 минут"));
 }
 
 }  // namespace
