@@ -263,8 +263,9 @@ TEST_F(ImportDatabaseTest, ReplaceWhoseInsertFailsKeepsTheOldRow) {
     {
         SqliteConnection c;
         ASSERT_TRUE(c.Open(mainPath));
-        ASSERT_TRUE(c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data WHEN NEW.md5 = 'keep' "
-                           "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
+        ASSERT_TRUE(
+            c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data WHEN NEW.md5 = 'keep' "
+                   "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
     }
     const QStringList before = MainRows(true);
 
