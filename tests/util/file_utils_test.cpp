@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <ostream>
 
 #include "support/temp_dir.h"
@@ -19,166 +19,96 @@
 namespace tembrix {
 namespace {
 
-QByteArray ReadBytes(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-// root/a.mp3, root/b.txt, root/.hidden.mp3, root/sub1/c.mp3, root/sub1/deep/d.wav, root/sub2.mp3/e.txt
-// (a folder whose name matches the mask) and the empty folder root/empty.
-struct Tree {
+// Hidden files are skipped, the mask never filters folders (sub2.mp3 is one), and the files of a folder
+// come before its subfolders, each followed by its own contents.
+TEST(FindFiles, MaskRecursionAndOrder) {
     test::TempDir dir;
-    QString root;
-    Tree() : root(dir.File(QStringLiteral("root"))) {
-        for (const char* name : {"root/a.mp3", "root/b.txt", "root/.hidden.mp3", "root/sub1/c.mp3",
-                                 "root/sub1/deep/d.wav", "root/sub2.mp3/e.txt"}) {
-            dir.Write(QString::fromUtf8(name), "x");
+    for (const char* name :
+         {"a.mp3", "b.txt", ".hidden.mp3", "sub1/c.mp3", "sub1/deep/d.wav", "sub2.mp3/e.txt"}) {
+        dir.Write(QString::fromUtf8(name), "x");
+    }
+    QDir().mkpath(dir.File(QStringLiteral("empty")));
+    auto p = [&dir](const QString& relative) {
+        return JoinPath(dir.Path(), QString(relative).replace(u'/', QDir::separator()));
+    };
+    const struct {
+        const char* mask;
+        bool recurse;
+        bool listFolders;
+        const char* expected;
+    } cases[] = {{"*.*", true, true,
+                  "a.mp3 b.txt sub1 sub1/c.mp3 sub1/deep sub1/deep/d.wav sub2.mp3 sub2.mp3/e.txt empty"},
+                 {"*.mp3", true, false, "a.mp3 sub1/c.mp3"},
+                 {"*.wav", true, true, "sub1 sub1/deep sub1/deep/d.wav sub2.mp3 empty"},
+                 {"*", false, true, "a.mp3 b.txt"}};
+    QStringList all;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.mask);
+        QStringList expected, list = {QStringLiteral("kept")};
+        for (const QString& name : QString::fromUtf8(c.expected).split(u' ')) {
+            expected.append(p(name));
         }
-        QDir().mkpath(dir.File(QStringLiteral("root/empty")));
+        FindFiles(dir.Path(), QString::fromUtf8(c.mask), c.recurse, c.listFolders, list);
+        EXPECT_EQ(QStringLiteral("kept"), list.takeFirst());
+        all = all.isEmpty() ? list : all;
+        list.sort();
+        expected.sort();
+        EXPECT_EQ(expected, list);
     }
-    // The path FindFiles gives for a relative name under root.
-    QString P(const char* relative) const {
-        return JoinPath(root, QString::fromUtf8(relative).replace(u'/', QDir::separator()));
-    }
-};
-
-TEST(FindFiles, FilesOfAFolderComeBeforeItsSubfolders) {
-    Tree t;
-    QStringList list;
-    FindFiles(t.root, QStringLiteral("*.*"), true, true, list);
-
-    QStringList expected = {t.P("a.mp3"),      t.P("b.txt"),          t.P("sub1"),
-                            t.P("sub1/c.mp3"), t.P("sub1/deep"),      t.P("sub1/deep/d.wav"),
-                            t.P("sub2.mp3"),   t.P("sub2.mp3/e.txt"), t.P("empty")};
-    QStringList sortedList = list;
-    sortedList.sort();
-    expected.sort();
-    EXPECT_EQ(expected, sortedList);
-
-    // Within every folder its files come first, then each subfolder followed by its own contents.
-    auto at = [&list](const QString& p) { return list.indexOf(p); };
-    for (const char* folderFile : {"a.mp3", "b.txt"}) {
-        for (const char* sub : {"sub1", "sub2.mp3", "empty"}) {
-            EXPECT_LT(at(t.P(folderFile)), at(t.P(sub))) << folderFile << " / " << sub;
-        }
-    }
-    EXPECT_LT(at(t.P("sub1")), at(t.P("sub1/c.mp3")));
-    EXPECT_LT(at(t.P("sub1/c.mp3")), at(t.P("sub1/deep")));
-    EXPECT_EQ(at(t.P("sub1/deep")) + 1, at(t.P("sub1/deep/d.wav")));
-    EXPECT_EQ(at(t.P("sub2.mp3")) + 1, at(t.P("sub2.mp3/e.txt")));
-}
-
-TEST(FindFiles, MaskFiltersFilesButNeverFolders) {
-    Tree t;
-    QStringList list;
-    FindFiles(t.root, QStringLiteral("*.mp3"), true, false, list);
-    list.sort();
-    QStringList expected = {t.P("a.mp3"), t.P("sub1/c.mp3")};
-    expected.sort();
-    EXPECT_EQ(expected, list);
-
-    QStringList withFolders;
-    FindFiles(t.root, QStringLiteral("*.wav"), true, true, withFolders);
-    withFolders.sort();
-    QStringList expectedWithFolders = {t.P("sub1"), t.P("sub1/deep"), t.P("sub1/deep/d.wav"), t.P("sub2.mp3"),
-                                       t.P("empty")};
-    expectedWithFolders.sort();
-    EXPECT_EQ(expectedWithFolders, withFolders);
-}
-
-TEST(FindFiles, WithoutRecursionOnlyTheFolderItself) {
-    Tree t;
-    QStringList list = {QStringLiteral("kept")};
-    FindFiles(t.root, QStringLiteral("*"), false, true, list);
-    EXPECT_EQ(QStringLiteral("kept"), list.first());
-    list.removeFirst();
-    list.sort();
-    EXPECT_EQ((QStringList{t.P("a.mp3"), t.P("b.txt")}), list);
-
+    // The order, in the full listing of the first case.
+    auto at = [&all, &p](const char* relative) { return all.indexOf(p(QString::fromUtf8(relative))); };
+    EXPECT_LT(std::max(at("a.mp3"), at("b.txt")), std::min({at("sub1"), at("sub2.mp3"), at("empty")}));
+    EXPECT_LT(at("sub1"), at("sub1/c.mp3"));
+    EXPECT_LT(at("sub1/c.mp3"), at("sub1/deep"));
+    EXPECT_EQ(at("sub1/deep") + 1, at("sub1/deep/d.wav"));
+    EXPECT_EQ(at("sub2.mp3") + 1, at("sub2.mp3/e.txt"));
     QStringList none;
-    FindFiles(t.dir.File(QStringLiteral("missing")), QStringLiteral("*.*"), true, true, none);
+    FindFiles(dir.File(QStringLiteral("missing")), QStringLiteral("*.*"), true, true, none);
     EXPECT_TRUE(none.isEmpty());
 }
 
-TEST(DeleteFilesBelow, EmptiesFilesAndLeavesTheTree) {
+// A subfolder makes the clean-up fail, yet the files below it go and the folder tree stays.
+TEST(DeleteFilesBelow, FilesGoFoldersStay) {
     test::TempDir dir;
-    const QString empty = dir.File(QStringLiteral("empty"));
-    QDir().mkpath(empty);
-    EXPECT_TRUE(DeleteFilesBelow(empty));
-
-    const QString flat = dir.File(QStringLiteral("flat"));
+    auto f = [&dir](const char* name) { return dir.File(QString::fromUtf8(name)); };
     dir.Write(QStringLiteral("flat/data.dat"), "x");
-    dir.Write(QStringLiteral("flat/tags.txt"), "x");
-    EXPECT_TRUE(DeleteFilesBelow(flat));
-    EXPECT_TRUE(QDir(flat).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
-    EXPECT_TRUE(QFileInfo(flat).isDir());
-}
-
-TEST(DeleteFilesBelow, SubfolderMakesItFailButItsFilesGo) {
-    test::TempDir dir;
-    const QString top = dir.File(QStringLiteral("work"));
+    EXPECT_TRUE(DeleteFilesBelow(f("flat")));
+    EXPECT_FALSE(QFileInfo::exists(f("flat/data.dat")));
+    EXPECT_TRUE(DeleteFilesBelow(f("flat")));
     dir.Write(QStringLiteral("work/a.dat"), "x");
     dir.Write(QStringLiteral("work/1/b.dat"), "x");
-    EXPECT_FALSE(DeleteFilesBelow(top));
-    EXPECT_FALSE(QFileInfo::exists(dir.File(QStringLiteral("work/a.dat"))));
-    EXPECT_FALSE(QFileInfo::exists(dir.File(QStringLiteral("work/1/b.dat"))));
-    EXPECT_TRUE(QFileInfo(dir.File(QStringLiteral("work/1"))).isDir());
+    EXPECT_FALSE(DeleteFilesBelow(f("work")));
+    EXPECT_FALSE(QFileInfo::exists(f("work/a.dat")));
+    EXPECT_FALSE(QFileInfo::exists(f("work/1/b.dat")));
+    EXPECT_TRUE(FolderExists(f("work/1")));
+    EXPECT_TRUE(RemoveFolder(f("work")));
+    EXPECT_FALSE(QFileInfo::exists(f("work")));
+    EXPECT_TRUE(RemoveFolder(f("never-was")));
 }
 
-TEST(RemoveFolder, RemovesEverythingBelow) {
+// A regular file stands where a folder is wanted: not even root can create anything below it.
+TEST(FileHelpers, ChecksOnFilesAndFolders) {
     test::TempDir dir;
-    dir.Write(QStringLiteral("gone/a/b/c.txt"), "x");
-    EXPECT_TRUE(RemoveFolder(dir.File(QStringLiteral("gone"))));
-    EXPECT_FALSE(QFileInfo::exists(dir.File(QStringLiteral("gone"))));
-    EXPECT_TRUE(RemoveFolder(dir.File(QStringLiteral("never-was"))));
-}
-
-TEST(FileHelpers, IsFolderWritable) {
-    test::TempDir dir;
+    const QString plain = dir.Write(QStringLiteral("plain"), "content");
+    const QString missing = dir.File(QStringLiteral("missing"));
     EXPECT_TRUE(IsFolderWritable(dir.Path()));
     EXPECT_FALSE(QFileInfo::exists(dir.File(QStringLiteral("test.tmp"))));
-    EXPECT_FALSE(IsFolderWritable(dir.File(QStringLiteral("missing"))));
-    // Not even root can create a file below a regular file.
-    const QString plain = dir.Write(QStringLiteral("plain"), "x");
+    EXPECT_FALSE(IsFolderWritable(missing));
     EXPECT_FALSE(IsFolderWritable(plain));
-    EXPECT_EQ(QByteArray("x"), ReadBytes(plain));
-}
-
-TEST(FileHelpers, EnsureFolder) {
-    test::TempDir dir;
-    EXPECT_TRUE(EnsureFolder(dir.Path()));
-    const QString nested = dir.File(QStringLiteral("a/b/c"));
-    EXPECT_TRUE(EnsureFolder(nested));
-    EXPECT_TRUE(QFileInfo(nested).isDir());
-    const QString plain = dir.Write(QStringLiteral("plain"), "x");
-    EXPECT_FALSE(EnsureFolder(plain));
+    EXPECT_TRUE(EnsureFolder(dir.File(QStringLiteral("a/b/c"))));
+    EXPECT_TRUE(FolderExists(dir.File(QStringLiteral("a/b/c"))));
     EXPECT_FALSE(EnsureFolder(plain + QStringLiteral("/sub")));
     EXPECT_FALSE(EnsureFolder(QString()));
-}
-
-TEST(FileHelpers, IsFileReadWritableLeavesTheFileAlone) {
-    test::TempDir dir;
-    const QString file = dir.Write(QStringLiteral("db.db"), "content");
-    EXPECT_TRUE(IsFileReadWritable(file));
-    EXPECT_EQ(QByteArray("content"), ReadBytes(file));
-    const QString missing = dir.File(QStringLiteral("missing.db"));
+    EXPECT_TRUE(IsFileReadWritable(plain));
     EXPECT_FALSE(IsFileReadWritable(missing));
-    EXPECT_FALSE(QFileInfo::exists(missing));
     EXPECT_FALSE(IsFileReadWritable(dir.Path()));
-}
-
-TEST(FileHelpers, SizeAndExistence) {
-    test::TempDir dir;
-    const QString file = dir.Write(QStringLiteral("f.bin"), QByteArray(4097, 'z'));
-    const QString empty = dir.Write(QStringLiteral("empty.bin"), QByteArray());
-    EXPECT_EQ(4097, FileSize(file));
-    EXPECT_EQ(0, FileSize(empty));
-    EXPECT_EQ(-1, FileSize(dir.File(QStringLiteral("missing"))));
-    EXPECT_TRUE(FileExists(file));
+    EXPECT_FALSE(QFileInfo::exists(missing));
+    // Checking the file left it as it was.
+    EXPECT_EQ(7, FileSize(plain));
+    EXPECT_EQ(-1, FileSize(missing));
+    EXPECT_TRUE(FileExists(plain));
     EXPECT_FALSE(FileExists(dir.Path()));
-    EXPECT_FALSE(FileExists(QString()));
-    EXPECT_TRUE(FolderExists(dir.Path()));
-    EXPECT_FALSE(FolderExists(file));
+    EXPECT_FALSE(FolderExists(plain));
 }
 
 }  // namespace

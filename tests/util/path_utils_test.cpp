@@ -21,96 +21,45 @@ QString Native(const char* path) {
     return QString::fromUtf8(path).replace(u'/', QDir::separator());
 }
 
-struct PathRow {
-    const char* input;
-    const char* expected;
-};
-
-TEST(PathUtils, FileNameOf) {
-    const PathRow rows[] = {
-        {"/music/album/song.mp3", "song.mp3"},
-        {"song.mp3", "song.mp3"},
-        {"/music/album/", ""},
-        {"/song", "song"},
-        {"", ""},
-        {"/a.b/c", "c"},
-    };
-    for (const PathRow& r : rows) {
-        SCOPED_TRACE(r.input);
-        EXPECT_EQ(Native(r.expected), FileNameOf(Native(r.input)));
-    }
-}
-
-TEST(PathUtils, NameWithoutExtension) {
-    const PathRow rows[] = {
-        {"song.mp3", "song"}, {"live.2020.mkv", "live.2020"}, {"noext", "noext"},
-        {".hidden", ""},      {"trailing.", "trailing"},      {"", ""},
-    };
-    for (const PathRow& r : rows) {
-        SCOPED_TRACE(r.input);
-        EXPECT_EQ(QString::fromUtf8(r.expected), NameWithoutExtension(QString::fromUtf8(r.input)));
-    }
-}
-
-TEST(PathUtils, ExtensionOf) {
-    const PathRow rows[] = {
-        {"/music/song.mp3", ".mp3"},
-        // The last dot lies in a folder name: the search does not stop at the separator.
-        {"/music/a.b/c", ".b/c"},
-        {"/music/SONG.MP3", ".MP3"},
-        {"/music/noext", ""},
-        {"/music/song.", "."},
-        {"/music/archive.tar.gz", ".gz"},
-        {"", ""},
-    };
-    for (const PathRow& r : rows) {
-        SCOPED_TRACE(r.input);
-        EXPECT_EQ(Native(r.expected), ExtensionOf(Native(r.input)));
-    }
-}
-
-// Both separators count here, on every platform.
-TEST(PathUtils, DirectoryOf) {
-    const PathRow rows[] = {
-        {"/music/album/song.mp3", "/music/album"},
-        {"song.mp3", ""},
-        {"", ""},
-        {"/song.mp3", ""},
-        {"C:\\music\\song.mp3", "C:\\music"},
-        {"a/b\\c", "a/b"},
-        {"a\\b/c", "a\\b"},
-        {"folder/", "folder"},
-    };
-    for (const PathRow& r : rows) {
-        SCOPED_TRACE(r.input);
-        EXPECT_EQ(QString::fromUtf8(r.expected), DirectoryOf(QString::fromUtf8(r.input)));
-    }
-}
-
-TEST(PathUtils, ForceExtension) {
+// DirectoryOf takes both separators on every platform, so its rows are used as written.
+TEST(PathUtils, SinglePathHelpers) {
+    using Helper = QString (*)(const QString&);
     const struct {
-        const char* path;
-        const char* ext;
+        Helper helper;
+        const char* input;
         const char* expected;
-    } rows[] = {
-        {"queue", ".list", "queue.list"},
-        {"queue.list", ".list", "queue.list"},
-        {"queue.LIST", ".list", "queue.LIST.list"},
-        {"queue.lis", ".list", "queue.lis.list"},
-        {"list", ".list", "list.list"},
-        {"", ".list", ".list"},
-        {"queue.list", "", "queue.list"},
-    };
+    } rows[] = {{FileNameOf, "/music/album/song.mp3", "song.mp3"},
+                {FileNameOf, "song.mp3", "song.mp3"},
+                {FileNameOf, "/music/album/", ""},
+                {NameWithoutExtension, "live.2020.mkv", "live.2020"},
+                {NameWithoutExtension, "noext", "noext"},
+                {NameWithoutExtension, ".hidden", ""},
+                {ExtensionOf, "/music/a.b/c", ".b/c"},
+                {ExtensionOf, "/music/noext", ""},
+                {ExtensionOf, "/music/song.", "."},
+                {DirectoryOf, "song.mp3", ""},
+                {DirectoryOf, "/song.mp3", ""},
+                {DirectoryOf, "a/b\\c", "a/b"},
+                {DirectoryOf, "a\\b/c", "a\\b"}};
     for (const auto& r : rows) {
-        SCOPED_TRACE(r.path);
-        EXPECT_EQ(QString::fromUtf8(r.expected),
-                  ForceExtension(QString::fromUtf8(r.path), QString::fromUtf8(r.ext)));
+        SCOPED_TRACE(r.input);
+        const bool asWritten = r.helper == &DirectoryOf;
+        const QString input = asWritten ? QString::fromUtf8(r.input) : Native(r.input);
+        EXPECT_EQ(asWritten ? QString::fromUtf8(r.expected) : Native(r.expected), r.helper(input));
     }
 }
 
-TEST(PathUtils, JoinPathUsesTheNativeSeparator) {
+// The extension is compared exactly: a different case is appended again.
+TEST(PathUtils, ForceExtensionAndJoinPath) {
+    auto force = [](const char* path, const char* ext) {
+        return ForceExtension(QString::fromUtf8(path), QString::fromUtf8(ext));
+    };
+    EXPECT_EQ(QStringLiteral("queue.list"), force("queue", ".list"));
+    EXPECT_EQ(QStringLiteral("queue.list"), force("queue.list", ".list"));
+    EXPECT_EQ(QStringLiteral("queue.LIST.list"), force("queue.LIST", ".list"));
+    EXPECT_EQ(QStringLiteral(".list"), force("", ".list"));
+    EXPECT_EQ(QStringLiteral("queue.list"), force("queue.list", ""));
     EXPECT_EQ(Native("/music/song.mp3"), JoinPath(Native("/music"), QStringLiteral("song.mp3")));
-    EXPECT_EQ(QStringLiteral("song.mp3"), FileNameOf(JoinPath(Native("/music"), QStringLiteral("song.mp3"))));
 }
 
 }  // namespace
