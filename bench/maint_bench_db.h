@@ -58,12 +58,12 @@ inline bool InsertRow(SqliteStatement& q, int key, const QByteArray& envelope) {
     return q.Run();
 }
 
-// Makes `path` afresh with table Data, the look-up indexes and one row for each key in [first, last).
+// Makes `path` afresh with table Data, its side indexes and one row for each key in [first, last).
 inline bool MakeCollection(const QString& path, int first, int last) {
     QFile::remove(path);
     SqliteConnection c;
     if (!c.Open(path) || !c.Exec(kCreateTableSql) || !c.Exec(kCreateTrackIndexSql) ||
-        !c.Exec(kCreatePathIndexSql) || !c.Exec("BEGIN")) {
+        !c.Exec(kCreatePathIndexSql) || !c.Exec(kCreateStatsIndexSql) || !c.Exec("BEGIN")) {
         return false;
     }
     QByteArray envelope(kEnvelopeBytes, '\0');

@@ -21,6 +21,12 @@ inline constexpr char kCreateTableSql[] =
 inline constexpr char kCreateTrackIndexSql[] =
     "CREATE INDEX IF NOT EXISTS idx_data_track ON Data(md5, source_size, audio_track)";
 inline constexpr char kCreatePathIndexSql[] = "CREATE INDEX IF NOT EXISTS idx_data_path ON Data(source_path)";
+// The columns the statistics add up, beside the table: its sixteen queries then read this small index
+// instead of every row's page (a table of large envelopes keeps one row per page, so a scan of the table
+// touches one page per row). Rows lead with `type`, which half of the queries filter on.
+inline constexpr char kCreateStatsIndexSql[] =
+    "CREATE INDEX IF NOT EXISTS idx_data_stats ON Data(type, info, extension, all_tracks, duration, "
+    "source_size, index_size)";
 
 // The `type` words.
 inline const QString kTypeAudio = QStringLiteral("аудио");

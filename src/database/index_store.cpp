@@ -102,9 +102,10 @@ bool TDataModule1::Connect(const QString& path) {
     }
     m_path = path;
     if (m_connection.HasTable(QStringLiteral("Data"))) {
-        // Databases made before the look-up indexes existed get them now; a read-only file keeps none.
+        // Databases made before the side indexes existed get them now; a read-only file keeps none.
         m_connection.Exec(kCreateTrackIndexSql);
         m_connection.Exec(kCreatePathIndexSql);
+        m_connection.Exec(kCreateStatsIndexSql);
     }
     return true;
 }
@@ -129,6 +130,7 @@ bool TDataModule1::CreateTable() {
     }
     m_connection.Exec(kCreateTrackIndexSql);
     m_connection.Exec(kCreatePathIndexSql);
+    m_connection.Exec(kCreateStatsIndexSql);
     return true;
 }
 

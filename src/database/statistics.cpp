@@ -62,10 +62,10 @@ QList<QPair<QString, qint64>> Pairs(TDataModule1& store, const char* sql) {
 }  // namespace
 
 DatabaseStatistics CollectStatistics(TDataModule1& store) {
-    // Most queries scan the whole table, and a table of large envelopes keeps about one row per page.
-    // With SQLite's small default cache every scan would read all those pages again; a larger cache
-    // for the duration keeps them after the first scan. SQLite takes the memory only as pages arrive
-    // and gives it back when the limit is restored.
+    // The queries read the statistics index. Where a read-only file has none, they scan the whole table,
+    // and a table of large envelopes keeps about one row per page: with SQLite's small default cache every
+    // scan would read all those pages again; a larger cache for the duration keeps them after the first scan.
+    // SQLite takes the memory only as pages arrive and gives it back when the limit is restored.
     const int64_t cacheSize = store.CacheSize();
     if (cacheSize != 0) {
         store.SetCacheSize(-kScanCacheKiB);
@@ -84,6 +84,18 @@ DatabaseStatistics CollectStatistics(TDataModule1& store) {
         store.SetCacheSize(cacheSize);
     }
     return s;
+}
+
+QStringList StatisticsQueries() {
+    QStringList queries;
+    for (const Total& t : kTotals) {
+        queries.append(QString::fromUtf8(t.sql));
+    }
+    for (const char* sql :
+         {kFilesByExtensionSql, kHoursByExtensionSql, kFilesByTracksSql, kDurationClassesSql}) {
+        queries.append(QString::fromUtf8(sql));
+    }
+    return queries;
 }
 
 QString DurationClassLabel(qint64 c) {

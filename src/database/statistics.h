@@ -5,6 +5,7 @@
 #include <QList>
 #include <QPair>
 #include <QString>
+#include <QStringList>
 
 namespace tembrix {
 
@@ -26,6 +27,9 @@ struct DatabaseStatistics {
 // window's order. A grouped query that fails leaves its list with the rows read before. Takes the
 // store's busy flag once per query; any thread.
 DatabaseStatistics CollectStatistics(TDataModule1& store);
+
+// The sixteen statements CollectStatistics runs, in its order: the twelve totals, then the grouped queries.
+QStringList StatisticsQueries();
 
 // The label of ten-minute class `c`: "20-30 минут" for class 2.
 QString DurationClassLabel(qint64 c);

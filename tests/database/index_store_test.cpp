@@ -51,7 +51,7 @@ protected:
     TDataModule1 store;
 };
 
-TEST_F(StoreTest, TableStatementIsStoredExactlyWithTheTwoIndexes) {
+TEST_F(StoreTest, TableStatementIsStoredExactlyWithItsIndexes) {
     SqliteConnection c;
     ASSERT_TRUE(c.Open(path));
     SqliteStatement q(c.Handle(),
@@ -62,11 +62,12 @@ TEST_F(StoreTest, TableStatementIsStoredExactlyWithTheTwoIndexes) {
     }
     QString table = QString::fromUtf8(kCreateTableSql);
     table.chop(1);  // SQLite keeps the statement without its final semicolon
-    ASSERT_EQ(rows.size(), 3);
+    ASSERT_EQ(rows.size(), 4);
     EXPECT_EQ(rows[0], QStringLiteral("table|Data|") + table);
     EXPECT_TRUE(rows[1].startsWith("index|idx_data_path|") && rows[1].endsWith("ON Data(source_path)"))
         << rows[1].toStdString();
-    EXPECT_TRUE(rows[2].endsWith("ON Data(md5, source_size, audio_track)")) << rows[2].toStdString();
+    EXPECT_TRUE(rows[2].startsWith("index|idx_data_stats|")) << rows[2].toStdString();
+    EXPECT_TRUE(rows[3].endsWith("ON Data(md5, source_size, audio_track)")) << rows[3].toStdString();
 }
 
 TEST_F(StoreTest, InsertFindAndReadBack) {
@@ -256,7 +257,7 @@ TEST(StoreConnect, RefusesWhatIsNotADatabaseAndAcceptsNewOrOlderFiles) {
     EXPECT_EQ(store.QueryScalar(QStringLiteral("SELECT COUNT(*) AS res FROM data")), 0);
     EXPECT_EQ(messages.shown.size(), 3);
 
-    // A table made before the look-up indexes existed gets them on connect.
+    // A table made before the side indexes existed gets them on connect.
     store.Disconnect();
     {
         SqliteConnection c;
@@ -265,7 +266,7 @@ TEST(StoreConnect, RefusesWhatIsNotADatabaseAndAcceptsNewOrOlderFiles) {
     ASSERT_TRUE(store.Connect(dir.File(QStringLiteral("new.db"))));
     EXPECT_EQ(store.QueryScalar(QStringLiteral(
                   "SELECT COUNT(*) AS res FROM sqlite_master WHERE type='index' AND name LIKE 'idx_data_%'")),
-              2);
+              3);
 }
 
 }  // namespace

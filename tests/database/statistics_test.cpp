@@ -5,6 +5,7 @@
 
 #include "database/index_store.h"
 #include "database/maint_test_db.h"
+#include "database/sqlite.h"
 #include "database/statistics.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
@@ -101,6 +102,29 @@ TEST_F(StatisticsTest, VideoRowsAndInfoSplitByType) {
     EXPECT_EQ(s.hoursByExtension, (Pairs{{"mkv", 3}, {"mp4", 0}, {"ogg", 0}}));
     EXPECT_EQ(s.filesByTracks, (Pairs{{"1", 2}, {"3", 2}}));
     EXPECT_EQ(s.durationClasses, (Classes{{0, 1}, {1, 1}, {11, 1}, {12, 1}}));
+}
+
+// Every query reads only the statistics index: a column missing from it sends a query back to reading
+// each row's page, which for a large collection costs seconds.
+TEST_F(StatisticsTest, EveryQueryReadsOnlyTheStatisticsIndex) {
+    Collect({Row(kTypeAudio, "mp3", 60, 1, "x"), Row(kTypeVideo, "mkv", 60, 2, "")});
+    SqliteConnection c;
+    ASSERT_TRUE(c.Open(store.DatabasePath()));
+    const QStringList queries = StatisticsQueries();
+    ASSERT_EQ(queries.size(), 16);
+    for (const QString& sql : queries) {
+        SqliteStatement plan(c.Handle(), QStringLiteral("EXPLAIN QUERY PLAN ") + sql);
+        int steps = 0;
+        while (plan.Next()) {
+            const QString step = plan.Text(3);
+            if (step.startsWith(QStringLiteral("SCAN")) || step.startsWith(QStringLiteral("SEARCH"))) {
+                ++steps;
+                EXPECT_TRUE(step.contains(QStringLiteral("COVERING INDEX idx_data_")))
+                    << sql.toStdString() << ": " << step.toStdString();
+            }
+        }
+        EXPECT_EQ(steps, 1) << sql.toStdString();
+    }
 }
 
 TEST(DurationClassLabel, TenMinuteSpans) {
