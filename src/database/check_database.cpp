@@ -2,10 +2,12 @@
 
 #include <QList>
 #include <QPair>
+#include <QStringList>
 #include <QtGlobal>
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <thread>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
@@ -145,19 +147,44 @@ void CheckDatabase::Execute() {
     progress = 0;
     CountRecords();
     progress = 20;
-    if (checkDuplicates && !FindDuplicates()) {
+    // The envelope pass reads every blob; the others read only the rows' first pages and the indexes. So
+    // the envelope pass runs beside them on a second thread, on the store's connection, and holds its
+    // findings back until theirs are out: the report comes in the same order as one pass after another.
+    // The other passes read through the store's second, read-only connection (its main one when that
+    // cannot be opened: SQLite then takes turns between the two threads).
+    const bool envelopes = checkIndexValues || checkIndexSizes;
+    QStringList envelopeLines;
+    bool envelopesRead = true;
+    std::thread envelopePass;
+    if (envelopes) {
+        envelopePass = std::thread([&] { envelopesRead = CheckIndexData(envelopeLines); });
+    }
+    sqlite3* db = m_store.ReaderHandle();
+    if (db == nullptr) {
+        db = m_store.Handle();
+    }
+    if (checkDuplicates && !FindDuplicates(db)) {
         Failure(QStringLiteral("Ошибка поиска дубликатов!"));
     }
     progress = 40;
-    if (checkEmptyFields && !FindEmptyFields()) {
+    if (checkEmptyFields && !FindEmptyFields(db)) {
         Failure(QStringLiteral("Ошибка поиска пустых полей!"));
     }
     progress = 60;
-    if (checkSourceFiles && !FindMissingSources()) {
+    if (checkSourceFiles && !FindMissingSources(db)) {
         Failure(QStringLiteral("Ошибка чтения списка файлов!"));
     }
     progress = 80;
-    if ((checkIndexValues || checkIndexSizes) && !CheckIndexData()) {
+    if (envelopePass.joinable()) {
+        envelopePass.join();
+    }
+    for (const QString& line : envelopeLines) {
+        if (Stopping()) {
+            break;
+        }
+        Line(line);
+    }
+    if (!envelopesRead) {
         Failure(QStringLiteral("Ошибка чтения индексных данных!"));
     }
     progress = 100;
@@ -177,8 +204,8 @@ void CheckDatabase::CountRecords() {
     }
 }
 
-bool CheckDatabase::FindDuplicates() {
-    SqliteStatement q(m_store.Handle(), kDuplicatesSql);
+bool CheckDatabase::FindDuplicates(sqlite3* db) {
+    SqliteStatement q(db, kDuplicatesSql);
     const int id = q.Column("id");
     const int n = q.Column("n");
     while (!Stopping() && q.Next()) {
@@ -187,8 +214,8 @@ bool CheckDatabase::FindDuplicates() {
     return q.Ok();
 }
 
-bool CheckDatabase::FindEmptyFields() {
-    SqliteStatement q(m_store.Handle(), kFieldsSql);
+bool CheckDatabase::FindEmptyFields(sqlite3* db) {
+    SqliteStatement q(db, kFieldsSql);
     // Columns in the order of the statement; faulty ones are listed in this order too.
     enum Col {
         kId,
@@ -243,8 +270,8 @@ bool CheckDatabase::FindEmptyFields() {
     return q.Ok();
 }
 
-bool CheckDatabase::FindMissingSources() {
-    SqliteStatement q(m_store.Handle(), kSourcesSql);
+bool CheckDatabase::FindMissingSources(sqlite3* db) {
+    SqliteStatement q(db, kSourcesSql);
     // SQLite reads this statement in the order of the path look-up index; the findings are reported in
     // the order of the table, as the other passes report theirs.
     QList<QPair<int64_t, QString>> missing;
@@ -262,7 +289,7 @@ bool CheckDatabase::FindMissingSources() {
     return q.Ok();
 }
 
-bool CheckDatabase::CheckIndexData() {
+bool CheckDatabase::CheckIndexData(QStringList& lines) {
     SqliteStatement q(m_store.Handle(), kIndexSql);
     while (!Stopping() && q.Next()) {
         const int64_t id = q.Int64(0);
@@ -271,21 +298,22 @@ bool CheckDatabase::CheckIndexData() {
         const int64_t realSize = q.BlobBytes(2);
         const auto* data = static_cast<const unsigned char*>(q.BlobData(2));
         if (realSize != indexSize) {
-            Line(IdPrefix(id) +
-                 QString::asprintf(
-                     "Реальный размер индексных данных (%lli) отличен от значения поля index_size (%i)",
-                     static_cast<long long>(realSize), indexSize));
+            lines.append(
+                IdPrefix(id) +
+                QString::asprintf(
+                    "Реальный размер индексных данных (%lli) отличен от значения поля index_size (%i)",
+                    static_cast<long long>(realSize), indexSize));
         }
         if (indexSize == 0) {
-            Line(IdPrefix(id) + QStringLiteral("Индексные данные отстутствуют!"));
+            lines.append(IdPrefix(id) + QStringLiteral("Индексные данные отстутствуют!"));
         } else if (indexSize <= 5999) {
-            Line(IdPrefix(id) + QString::asprintf("Размер индексных данных (%lli) менее минуты!",
-                                                  static_cast<long long>(realSize)));
+            lines.append(IdPrefix(id) + QString::asprintf("Размер индексных данных (%lli) менее минуты!",
+                                                          static_cast<long long>(realSize)));
         }
         const int64_t negative = data != nullptr ? CountNegativeValues(data, realSize) : 0;
         if (negative > 0) {
-            Line(IdPrefix(id) + QString::asprintf("Обнаружено (%i) отрицательных значений огибающей!",
-                                                  static_cast<int32_t>(negative)));
+            lines.append(IdPrefix(id) + QString::asprintf("Обнаружено (%i) отрицательных значений огибающей!",
+                                                          static_cast<int32_t>(negative)));
         }
     }
     return q.Ok();

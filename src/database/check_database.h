@@ -1,16 +1,20 @@
 #pragma once
 // CheckDatabase, the database check worker: scans the main index database for faulty rows and reports
 // each finding as one line "Id=<id>\t<finding>". It never changes the database. Its read-only queries
-// run on the store's connection (serialized mode) without the store's busy flag.
+// run on the store's connection (serialized mode) and on its second, read-only one, without the store's
+// busy flag.
 //
 // Created unstarted; the owner sets the options and callbacks, then start() runs Execute() on the
 // worker thread. requestInterruption() asks it to stop: the current pass ends before its next row, the
 // remaining passes end before their first, and the finish notification is still sent.
 
 #include <QString>
+#include <QStringList>
 #include <QThread>
 #include <atomic>
 #include <functional>
+
+struct sqlite3;
 
 namespace tembrix {
 
@@ -42,7 +46,8 @@ public:
     std::function<void(const QString& error)> onFailure;  // a pass failed: message box text
     std::function<void()> onFinish;                       // the end (also after a stop request)
 
-    // The count step and the passes, in order, on the calling thread.
+    // The count step and the passes, reported in order, on the calling thread (the envelope pass reads
+    // on a second thread meanwhile, which ends before this returns).
     void Execute();
 
 protected:
@@ -54,10 +59,13 @@ private:
     void Failure(const QString& error);
 
     void CountRecords();
-    bool FindDuplicates();
-    bool FindEmptyFields();
-    bool FindMissingSources();
-    bool CheckIndexData();
+    // The passes on connection `db`; each reports its findings as it goes and returns false when its
+    // query failed.
+    bool FindDuplicates(sqlite3* db);
+    bool FindEmptyFields(sqlite3* db);
+    bool FindMissingSources(sqlite3* db);
+    // The envelope pass, on the store's connection and on any thread: appends its findings to `lines`.
+    bool CheckIndexData(QStringList& lines);
 
     TDataModule1& m_store;
 };

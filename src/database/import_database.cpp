@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <QElapsedTimer>
+#include <QSet>
 #include <vector>
 
 #include "database/import_source.h"
@@ -31,6 +32,23 @@ public:
         m_bytes = 0;
     }
 
+    // Notes that the rows of the track of `key` older than row `newId` are to go before the batch
+    // commits. Deleting them at once would free their pages for the next rows of this very transaction,
+    // and such pages are copied to the rollback journal before they are written again; freed at the end
+    // of the batch, the next batch takes them without that copy.
+    void DeleteLater(const QString& md5, int64_t sourceSize, int32_t audioTrack, int64_t newId) {
+        m_pending.push_back({md5, sourceSize, audioTrack, newId});
+        m_pendingTracks.insert(TrackKey(md5, sourceSize, audioTrack));
+    }
+
+    // Runs the pending deletes now if one of them is of that track, so that a look-up of the track sees
+    // what it would see had the old rows gone at once.
+    void SettleTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
+        if (m_pendingTracks.contains(TrackKey(md5, sourceSize, audioTrack))) {
+            DeletePending();
+        }
+    }
+
     // Counts one written row.
     void Count(int64_t envelopeBytes) {
         if (m_rows == 0) {
@@ -49,6 +67,7 @@ public:
             return;
         }
         if (m_rows >= kMaxRows || m_bytes >= kMaxBytes || (m_rows > 0 && m_timer.elapsed() >= kMaxMs)) {
+            DeletePending();
             if (m_store.CommitTransaction()) {
                 Begin();
             }
@@ -58,6 +77,7 @@ public:
     // Commits what is open. A last commit is retried; when it still fails the batch is rolled back, so
     // that the connection is not left inside a transaction. False then.
     bool End() {
+        DeletePending();
         if (!Open()) {
             return true;
         }
@@ -71,13 +91,39 @@ public:
     }
 
 private:
+    struct Replaced {
+        QString md5;
+        int64_t sourceSize;
+        int32_t audioTrack;
+        int64_t newId;
+    };
+
+    static QString TrackKey(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
+        return md5 + QString::asprintf("\t%lli\t%i", static_cast<long long>(sourceSize), audioTrack);
+    }
+
+    // A delete that fails leaves the old rows beside the new one (the store logs it): nothing is lost,
+    // and the check reports the track as a duplicate.
+    void DeletePending() {
+        for (const Replaced& r : m_pending) {
+            m_store.DeleteReplacedRows(r.md5, r.sourceSize, r.audioTrack, r.newId);
+        }
+        m_pending.clear();
+        m_pendingTracks.clear();
+    }
+
     bool Open() const { return m_store.Handle() != nullptr && sqlite3_get_autocommit(m_store.Handle()) == 0; }
 
     TDataModule1& m_store;
     int m_rows = 0;
     int64_t m_bytes = 0;
     QElapsedTimer m_timer;
+    std::vector<Replaced> m_pending;
+    QSet<QString> m_pendingTracks;
 };
+
+// SQLite's page cache during an import, in KiB: room for the pages of two full batches.
+constexpr int64_t kImportCacheKiB = 2 * Batch::kMaxBytes / 1024;
 
 // One line of the source's key list: id, source size, md5, audio track, separated by tabs.
 struct SourceKey {
@@ -169,12 +215,17 @@ void ImportDatabase::Execute() {
     // which would lock readers of the file (the source itself, when a database is imported into
     // itself) out until the commit.
     m_store.SetCacheSpill(false);
+    // A batch's pages stay in SQLite's cache after its commit and serve the next one, instead of being
+    // freed and allocated again for every batch.
+    const int64_t cacheSize = m_store.CacheSize();
+    m_store.SetCacheSize(-kImportCacheKiB);
     Batch batch(m_store);
     batch.Begin();
     bool saved = true;
     const auto finish = [&] {
         saved = batch.End();
         m_store.SetCacheSpill(true);
+        m_store.SetCacheSize(cacheSize);
         if (!saved) {
             const QString text =
                 QStringLiteral("Ошибка записи в базу данных! Последние импортированные записи не сохранены.");
@@ -190,6 +241,7 @@ void ImportDatabase::Execute() {
             break;
         }
         const SourceKey key = ParseKey(keys[i]);
+        batch.SettleTrack(key.md5, key.sourceSize, key.audioTrack);
         const int found = m_store.FindTrack(key.md5, key.sourceSize, key.audioTrack);
         if (found == TDataModule1::kFailed || found == TDataModule1::kBusy) {
             const QString text = QStringLiteral("Ошибка SQL запроса");
@@ -213,13 +265,16 @@ void ImportDatabase::Execute() {
             if (!replaceDuplicates) {
                 ++ignored;
             } else {
-                // The source row is read first, so that the store can delete and insert in one step
-                // that no other caller of the store comes between, and undo the delete when the insert
-                // fails. A row that could not be read is not inserted (its record would not be that
-                // track's), and the stored row stays.
+                // The new row is stored first and the old rows go only once it is there, in the same
+                // transaction (at the end of the batch): when the insert fails, the stored rows stay. A
+                // row that could not be read is not inserted (its record would not be that track's).
                 const bool read = ReadSourceRow(m_source, key, record, envelope);
+                int64_t newId = 0;
                 const int inserted =
-                    read ? m_store.ReplaceTrack(record, envelope.data()) : TDataModule1::kFailed;
+                    read ? m_store.InsertReplacement(record, envelope.data(), newId) : TDataModule1::kFailed;
+                if (inserted == TDataModule1::kOk) {
+                    batch.DeleteLater(key.md5, key.sourceSize, key.audioTrack, newId);
+                }
                 ++deleted;
                 ++added;
                 if (!read) {

@@ -31,6 +31,9 @@ constexpr char kDeleteFileSql[] = "DELETE FROM data where md5 = :MD5 AND source_
 constexpr char kDeleteTrackSql[] =
     "DELETE FROM data where md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK";
 constexpr char kDeleteByIdSql[] = "DELETE FROM data where id = :ID";
+constexpr char kDeleteOlderRowsSql[] =
+    "DELETE FROM data WHERE md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK AND id < "
+    ":ID";
 
 // The thirteen value parameters of both inserts, in their binding order.
 void BindRecord(SqliteStatement& q, const IndexRecord& r) {
@@ -95,6 +98,7 @@ bool ReadEnvelopeColumn(const SqliteStatement& q, int32_t indexSize, std::vector
 }
 
 bool TDataModule1::Connect(const QString& path) {
+    m_reader.Close();
     if (!m_connection.Open(path)) {
         m_path.clear();
         Messages().ShowMessage(QStringLiteral("Ошибка подключения к базе данных!"));
@@ -114,9 +118,18 @@ bool TDataModule1::Disconnect() {
     if (!m_connection.IsOpen()) {
         return false;
     }
+    m_reader.Close();
     m_connection.Close();
     m_path.clear();
     return true;
+}
+
+sqlite3* TDataModule1::ReaderHandle() {
+    const std::lock_guard<std::mutex> lock(m_readerMutex);
+    if (!m_reader.IsOpen() && m_connection.IsOpen()) {
+        m_reader.Open(m_path, true);
+    }
+    return m_reader.Handle();
 }
 
 bool TDataModule1::IsConnected() const {
@@ -338,46 +351,42 @@ int TDataModule1::DeleteById(int32_t id) {
     return q.Run() ? kOk : kFailed;
 }
 
-int TDataModule1::ReplaceTrack(const IndexRecord& record, const void* envelopeBytes) {
+int TDataModule1::InsertReplacement(const IndexRecord& record, const void* envelopeBytes, int64_t& newId) {
     BusyGuard busy(m_busy);
     if (!busy.Ok()) {
         return kBusy;
     }
-    if (!m_connection.Exec("SAVEPOINT replace_track")) {
+    SqliteStatement q(Handle(), kInsertWithIndexSql);
+    BindRecord(q, record);
+    bool stored = false;
+    if (record.index_size <= 0 || envelopeBytes != nullptr) {
+        q.BindBlob(":INDEXDATA", envelopeBytes, record.index_size);
+        stored = q.Run();
+    }
+    if (!stored) {
+        WriteStoreLog(QStringLiteral("Query insert error!"));
         return kFailed;
     }
-    SqliteStatement remove(Handle(), kDeleteTrackSql);
-    remove.Bind(":MD5", record.md5);
-    remove.Bind(":SOURCESIZE", record.source_size);
-    remove.BindInt(":AUDIOTRACK", record.audio_track);
-    int result = remove.Run() ? kOk : kFailed;
-    if (result == kOk) {
-        // The track is gone unless the delete missed a row: the insert's own duplicate test.
-        SqliteStatement find(Handle(), kFindTrackSql);
-        find.Bind(":MD5", record.md5);
-        find.Bind(":SOURCESIZE", record.source_size);
-        find.BindInt(":AUDIOTRACK", record.audio_track);
-        result = find.Next() ? kDuplicate : (find.Failed() ? kFailed : kOk);
+    newId = sqlite3_last_insert_rowid(Handle());
+    return kOk;
+}
+
+int TDataModule1::DeleteReplacedRows(const QString& md5, int64_t sourceSize, int32_t audioTrack,
+                                     int64_t newId) {
+    BusyGuard busy(m_busy);
+    if (!busy.Ok()) {
+        return kBusy;
     }
-    if (result == kOk) {
-        SqliteStatement insert(Handle(), kInsertWithIndexSql);
-        BindRecord(insert, record);
-        if (record.index_size > 0 && envelopeBytes == nullptr) {
-            result = kFailed;
-        } else {
-            insert.BindBlob(":INDEXDATA", envelopeBytes, record.index_size);
-            result = insert.Run() ? kOk : kFailed;
-        }
-        if (result == kFailed) {
-            WriteStoreLog(QStringLiteral("Query insert error!"));
-        }
+    SqliteStatement q(Handle(), kDeleteOlderRowsSql);
+    q.Bind(":MD5", md5);
+    q.Bind(":SOURCESIZE", sourceSize);
+    q.BindInt(":AUDIOTRACK", audioTrack);
+    q.Bind(":ID", newId);
+    if (!q.Run()) {
+        WriteStoreLog(QStringLiteral("Query delete error!"));
+        return kFailed;
     }
-    if (result == kOk) {
-        m_connection.Exec("RELEASE SAVEPOINT replace_track");
-    } else {
-        m_connection.Exec("ROLLBACK TO SAVEPOINT replace_track; RELEASE SAVEPOINT replace_track");
-    }
-    return result;
+    return kOk;
 }
 
 bool TDataModule1::BeginTransaction() {

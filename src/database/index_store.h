@@ -10,6 +10,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <mutex>
 #include <vector>
 
 #include "database/busy_flag.h"
@@ -74,11 +75,14 @@ public:
     int DeleteTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
     int DeleteById(int32_t id);
 
-    // Replaces the rows of a track by one row, in one step under the busy flag: deletes every row with
-    // md5, source_size and audio_track of `record` and inserts `record` with `record.index_size` bytes of
-    // envelope, inside a savepoint, so that when the insert fails the old rows stay. The result is the
-    // insert's (0, -1, -3); -2 busy, nothing changed.
-    int ReplaceTrack(const IndexRecord& record, const void* envelopeBytes);
+    // A replacement, in two halves, each one step under the busy flag. The insert half stores `record` with
+    // `record.index_size` bytes of envelope even though rows of its track exist, and gives the new row's
+    // id; 0, -1 (nothing stored), -2. The delete half then removes the rows of that track older than the
+    // new one; 0, -1 (the rows stay), -2. The import runs both inside one transaction, the deletes of a
+    // batch just before its commit: pages freed in a transaction and used again in it must first be
+    // copied to the rollback journal, pages freed by an earlier one need not.
+    int InsertReplacement(const IndexRecord& record, const void* envelopeBytes, int64_t& newId);
+    int DeleteReplacedRows(const QString& md5, int64_t sourceSize, int32_t audioTrack, int64_t newId);
 
     // Batched writing for the import: a transaction, and savepoints inside it. Each takes the busy flag.
     bool BeginTransaction();
@@ -100,6 +104,10 @@ public:
     // The raw connection, for the check worker, which runs its own read-only queries on it without the
     // busy flag. Null when not connected.
     sqlite3* Handle() const { return m_connection.Handle(); }
+    // A second, read-only connection to the same file, for a reader that works beside the store's own
+    // connection (the check worker's passes). Opened on first use and kept, with its memory map, until
+    // the store connects elsewhere or disconnects. Any thread; null when it cannot be opened.
+    sqlite3* ReaderHandle();
     // The busy flag, for tests that hold it to exercise the busy results.
     BusyFlag& Busy() { return m_busy; }
 
@@ -109,6 +117,8 @@ private:
     SqliteConnection m_connection;
     BusyFlag m_busy;
     QString m_path;
+    std::mutex m_readerMutex;  // guards the opening of m_reader
+    SqliteConnection m_reader;
 };
 
 // Reads one row's fields from a "SELECT * FROM data" statement positioned on a row (shared with the

@@ -22,8 +22,8 @@ public:
 
     // Opens (creating when missing) the database file, with a 5 s busy timeout and memory-mapped reads,
     // and confirms that the file really is an SQLite database by reading its schema. False (and closed)
-    // otherwise.
-    bool Open(const QString& path);
+    // otherwise. A read-only connection never creates the file and cannot write.
+    bool Open(const QString& path, bool readOnly = false);
     void Close();
     bool IsOpen() const { return m_db != nullptr; }
     sqlite3* Handle() const { return m_db; }

@@ -1,5 +1,5 @@
-// The store's one-step replacement of a track, used by the import: every stored row of the track gives
-// way to the new one, or, when the insert cannot be made, nothing changes at all.
+// The store's replacement of a track in two halves, used by the import: the new row is stored, then every
+// older row of the track gives way to it; when the insert cannot be made, nothing changes at all.
 
 #include <gtest/gtest.h>
 
@@ -48,22 +48,27 @@ protected:
     const uint16_t envelope[2] = {0x0201, 0x0403};
 };
 
-TEST_F(ReplaceTrackTest, EveryRowOfTheTrackGivesWayToOne) {
-    EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kOk);
+TEST_F(ReplaceTrackTest, EveryOlderRowOfTheTrackGivesWayToTheNewOne) {
+    int64_t newId = 0;
+    EXPECT_EQ(store.InsertReplacement(record, envelope, newId), TDataModule1::kOk);
+    EXPECT_EQ(newId, 4);
+    EXPECT_EQ(store.DeleteReplacedRows(record.md5, record.source_size, record.audio_track, newId),
+              TDataModule1::kOk);
     EXPECT_EQ(Rows(), (QStringList{"3|1|/old/a|" + test::PlainEnvelope(6000).toHex().toUpper(),
                                    "4|0|/new/a|01020304"}));
 }
 
 TEST_F(ReplaceTrackTest, FailedInsertOrBusyStoreLeavesEverythingAsItWas) {
     const QStringList before = Rows();
+    int64_t newId = -7;
     // Without envelope bytes for a non-empty envelope the insert cannot be made.
-    ASSERT_TRUE(store.BeginTransaction());  // inside a batch, as the import calls it
-    EXPECT_EQ(store.ReplaceTrack(record, nullptr), TDataModule1::kFailed);
-    ASSERT_TRUE(store.CommitTransaction());
+    EXPECT_EQ(store.InsertReplacement(record, nullptr, newId), TDataModule1::kFailed);
+    EXPECT_EQ(newId, -7);
     EXPECT_EQ(Rows(), before);
 
     ASSERT_TRUE(store.Busy().TryAcquire());
-    EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kBusy);
+    EXPECT_EQ(store.InsertReplacement(record, envelope, newId), TDataModule1::kBusy);
+    EXPECT_EQ(store.DeleteReplacedRows(record.md5, record.source_size, 0, 99), TDataModule1::kBusy);
     store.Busy().Release();
     EXPECT_EQ(Rows(), before);
 
@@ -73,7 +78,7 @@ TEST_F(ReplaceTrackTest, FailedInsertOrBusyStoreLeavesEverythingAsItWas) {
         ASSERT_TRUE(
             c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data BEGIN SELECT RAISE(ABORT, 'no'); END"));
     }
-    EXPECT_EQ(store.ReplaceTrack(record, envelope), TDataModule1::kFailed);
+    EXPECT_EQ(store.InsertReplacement(record, envelope, newId), TDataModule1::kFailed);
     EXPECT_EQ(Rows(), before);
 }
 
