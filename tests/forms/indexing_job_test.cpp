@@ -62,6 +62,7 @@ struct JobFixture {
     TempDir work;
 };
 
+// Catches a refusal that opens the wrong settings page or still starts the job.
 TEST(StartRefusals, EachCheckWithItsMessageAndSettingsPage) {
     const struct {
         std::function<void(Settings&)> spoil;
@@ -93,28 +94,24 @@ TEST(StartRefusals, EachCheckWithItsMessageAndSettingsPage) {
     }
 }
 
-TEST(IndexingJob, NoThreadsEndsTheJobAtTheFirstTick) {
-    JobFixture job(false);
-    job.f.window->CurrentSettings().threads = 0;
-    job.Start({job.f.dir.Write(QStringLiteral("media/a.mp3"), "x")});
-    EXPECT_TRUE(job.f.window->ReportWindow()->isVisible());
-    ASSERT_TRUE(job.WaitForJobEnd());
-    EXPECT_EQ(job.f.messages.shown, QStringList({"Задание выполнено!"}));
-    EXPECT_EQ(job.Statuses(), QStringList({""}));
-    EXPECT_EQ(job.f.window->StartButton()->text(), "Начать индексацию");
-}
-
+// Catches a window that misses a job's end, shows statuses, counters or report lines wrongly or keeps the
+// last job's report, and a job without threads that never ends.
 TEST(IndexingJob, AWholeJobThroughTheWindow) {
     MediaFixtures& media = MediaFixtures::Instance();
     const QString wav = media.Tone(QStringLiteral(".wav"), 61, 0);
     const QString mp3 = media.Tone(QStringLiteral(".mp3"), 62, 1);
     const QString shortOgg = media.Tone(QStringLiteral(".ogg"), 20, 2);
-    const QString flac = media.Tone(QStringLiteral(".flac"), 61, 3);
-    ASSERT_FALSE(wav.isEmpty() || mp3.isEmpty() || shortOgg.isEmpty() || flac.isEmpty());
+    ASSERT_FALSE(wav.isEmpty() || mp3.isEmpty() || shortOgg.isEmpty());
 
     JobFixture job(true);
+    job.f.window->CurrentSettings().threads = 0;
+    job.Start({wav});
+    EXPECT_TRUE(job.f.window->ReportWindow()->isVisible());
+    ASSERT_TRUE(job.WaitForJobEnd());
+    EXPECT_EQ(job.Statuses(), QStringList({""}));
+
     job.f.window->CurrentSettings().threads = 2;
-    job.Start({wav, mp3, shortOgg});
+    job.Start({mp3, shortOgg});
     ASSERT_TRUE(job.WaitForJobEnd());
     EXPECT_EQ(job.Statuses(), QStringList({"обработан", "обработан", "ошибка"}));
     EXPECT_EQ(job.StatusBar(), QStringList({"Кол-во файлов: 3", "Обработано: 2", "Ошибка: 1",
@@ -127,21 +124,18 @@ TEST(IndexingJob, AWholeJobThroughTheWindow) {
     EXPECT_EQ(successes, expected);
     EXPECT_EQ(report->PageText(TForm3::kErrorPage), "Очень маленький размер аудио данных! - " + shortOgg);
     report->Timer1Timer();
-    EXPECT_EQ(report->StatusText(0), "Успешно обработаны: 2");
-    EXPECT_EQ(report->StatusText(1), "Сообщения об ошибках: 1");
-    EXPECT_EQ(report->StatusText(2), "Проиндексированы ранее: 0");
-    EXPECT_EQ(job.f.messages.shown, QStringList({"Задание выполнено!"}));
+    EXPECT_EQ(QStringList({report->StatusText(0), report->StatusText(1), report->StatusText(2)}),
+              QStringList({"Успешно обработаны: 2", "Сообщения об ошибках: 1", "Проиндексированы ранее: 0"}));
+    EXPECT_EQ(job.f.messages.shown, QStringList(2, "Задание выполнено!"));
     EXPECT_EQ(job.f.window->StartButton()->text(), "Начать индексацию");
 
     // A second job over a new list: the report starts afresh and tells the file indexed before.
     job.f.window->ClearListExecute();
-    job.Start({wav, flac});
-    EXPECT_EQ(report->PageText(TForm3::kSuccessPage), "");
+    job.Start({wav});
     ASSERT_TRUE(job.WaitForJobEnd());
-    EXPECT_EQ(job.Statuses(), QStringList({"уже проиндексирован", "обработан"}));
+    EXPECT_EQ(job.Statuses(), QStringList({"уже проиндексирован"}));
+    EXPECT_EQ(report->PageText(TForm3::kSuccessPage) + report->PageText(TForm3::kErrorPage), "");
     EXPECT_EQ(report->PageText(TForm3::kAlreadyPage), "Уже проиндексирован - " + wav);
-    EXPECT_EQ(report->PageText(TForm3::kSuccessPage), "Обработан успешно: " + flac);
-    EXPECT_EQ(job.StatusBar()[3], "Проиндексировано ранее: 1");
     report->N2Click();  // Очистить
     for (int page = 0; page < 3; ++page) {
         EXPECT_EQ(report->LineCount(page), 0);
@@ -149,6 +143,7 @@ TEST(IndexingJob, AWholeJobThroughTheWindow) {
     }
 }
 
+// Catches a Stop that leaves the job running, the files in work unmarked or the counters stale.
 TEST(IndexingJob, StopFromTheMenuMarksTheFilesInWork) {
     QStringList files;
     for (int variant = 0; variant < 5; ++variant) {
