@@ -1,5 +1,4 @@
-// The about box: which of the nine images shows for a pointer around the reference rectangle (left and
-// top edges belong to the inside, right and bottom edges to the outside).
+// The about box: the image chosen for a pointer around the reference rectangle, and its first tick.
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,4 @@
-// The database browser: the list and its caption, the rows and tag text of the chosen record, and the
-// envelope graph's window of points (chart width − 100 points from the track bar's position, never the
-// last value, short envelopes left alone) with the track bar's limits.
+// The database browser: the record list, the chosen record's rows and the envelope graph with its bar.
 
 #include <gtest/gtest.h>
 
@@ -54,25 +52,15 @@ protected:
     TestDatabase db;
 };
 
-// Catches a list that is not rebuilt at the next show and a click on an empty list doing anything.
-TEST_F(BrowserTest, EmptyDatabaseShowsZeroAndShowingAgainListsNewRecords) {
+// Catches a list not rebuilt at a show, the wrong record behind a line, a value cut at its own '='.
+TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
     TForm9 w(db.store);
     Show(w);
     EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 0"));
-    w.ListBox1Click();
+    w.ListBox1Click();  // on an empty list: nothing
     EXPECT_EQ(w.ValueListEditor1()->rowCount() + w.Series1()->count(), 0);
-    EXPECT_TRUE(db.messages.shown.isEmpty());
-
     w.close();
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("first"), QStringLiteral("mp3"), 100)), 0);
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("second"), QStringLiteral("mp3"), 101)), 0);
-    Show(w);
-    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 2"));
-    EXPECT_EQ(ListLines(w), (QStringList{QStringLiteral("first"), QStringLiteral("second")}));
-}
 
-// Catches the wrong record behind a list line, tracks numbered from 0 and a value cut at its own '='.
-TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
     for (int track = 0; track < 3; ++track) {
         ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("concert"), QStringLiteral("mkv"), 3600, track, 3)), 0);
     }
@@ -80,9 +68,8 @@ TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
                                   QStringLiteral("Artist: Кто-то\nTitle: Что-то"));
     ASSERT_EQ(db.Add(song, Envelope(3000, [](int32_t k) { return static_cast<uint16_t>(k * 7); })), 0);
     song.index_size = 6000;
-
-    TForm9 w(db.store);
     Show(w);
+    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 4"));
     EXPECT_EQ(ListLines(w), (QStringList{QStringLiteral("concert [1]"), QStringLiteral("concert [2]"),
                                          QStringLiteral("concert [3]"), QStringLiteral("Песня=один")}));
     EXPECT_TRUE(Rows(w).contains(QStringLiteral("Номер аудио дорожки=1")));  // the first is shown at once
@@ -91,15 +78,15 @@ TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
 
     w.SelectRow(3);
     EXPECT_EQ(Rows(w), RecordRows(song));
-    EXPECT_EQ(Rows(w)[0], QStringLiteral("Имя исходника=Песня=один"));
+    EXPECT_EQ(w.ValueListEditor1()->item(0, 1)->text(), QStringLiteral("Песня=один"));
     EXPECT_EQ(w.Memo1()->toPlainText(), song.info);
     EXPECT_EQ(w.TrackBar1()->maximum(), 2800);
     ASSERT_EQ(w.Series1()->count(), ExpectedPoints(w, 3000, 0));
     EXPECT_EQ(w.Series1()->at(10), QPointF(10, 70));
+    EXPECT_TRUE(db.messages.shown.isEmpty());
 }
 
-// Catches a graph that ignores the bar or the width, draws the last value or unsigned values, a bar
-// that runs past its end, and short envelopes drawn or clearing the graph.
+// Catches a graph deaf to the bar or width, the last or unsigned values drawn, short envelopes drawn.
 TEST_F(BrowserTest, TrackBarWidthAndShortEnvelopes) {
     ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("a-long"), QStringLiteral("wav"), 1000),
                      Envelope(100000, [](int32_t k) { return static_cast<uint16_t>(k % 2 ? 40000 : 1000); })),

@@ -1,5 +1,4 @@
-// The check window over the real check worker: its buttons through idle → running → idle, the refusals
-// and their messages, the options handed to the worker and the report in the memo.
+// The check window over the real check worker: buttons, refusals, options and the report.
 
 #include <gtest/gtest.h>
 
@@ -37,8 +36,7 @@ std::array<bool, 5> StartWith(TForm7& w, std::array<bool, 5> boxes) {
                                               o->checkIndexValues, o->checkIndexSizes};
 }
 
-// Catches a second worker, closing while the check runs, a Stop that leaves the worker running and a
-// box wired to the wrong option (the size check follows the index-values box, not its own).
+// Catches a second worker, closing while it runs, a Stop that leaves it running, a box miswired.
 TEST(CheckWindowTest, StartStopAndCloseWithTheirRefusals) {
     TestDatabase db;
     TForm7 w(db.store);

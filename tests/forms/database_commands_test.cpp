@@ -1,11 +1,9 @@
-// The main window's database and program commands on temporary databases: create, clear, compact and
-// switch; the guards of check, import and statistics; the companion program, help and web links.
+// The main window's database and program commands: create, clear, compact and switch; programs and links.
 
 #include <gtest/gtest.h>
 
 #include <QFile>
 
-#include "app/indexing_scheduler.h"
 #include "forms/web_links.h"
 #include "main_window_fixture.h"
 #include "maintenance_windows_fixture.h"
@@ -38,8 +36,7 @@ protected:
     TempDir data;
 };
 
-// Catches ".db" added twice or not at all, a new database without its table or left out of the INI file,
-// and a failed creation remembered.
+// Catches ".db" added twice or not at all, a database without its table or INI entry, a failure kept.
 TEST_F(DatabaseCommands, CreateAppendsTheExtensionOnlyWhenMissingAndForgetsAFailure) {
     const char* cases[][2] = {{"plain", "plain.db"}, {"named.db", "named.db"}, {"dotted.DB", "dotted.DB.db"}};
     for (const auto& c : cases) {
@@ -61,8 +58,7 @@ TEST_F(DatabaseCommands, CreateAppendsTheExtensionOnlyWhenMissingAndForgetsAFail
     EXPECT_EQ(f.messages.shown, QStringList({"Ошибка подключения к базе данных!"}));
 }
 
-// Catches commands run without a database, clearing without asking or on "no", and a failed compaction
-// reported as done.
+// Catches commands run without a database, clearing on "no" and a failed compaction reported as done.
 TEST_F(DatabaseCommands, ClearAsksAndCompactReportsItsOutcome) {
     f.window->N11Click();
     f.window->N42Click();
@@ -85,10 +81,12 @@ TEST_F(DatabaseCommands, ClearAsksAndCompactReportsItsOutcome) {
     f.store.Busy().Release();
     EXPECT_EQ(f.messages.shown, QStringList({"База данных успешно очищена!", "База данных сжата!",
                                              "Операция завершилась ошибкой!"}));
+    f.window->N44Click();
+    ASSERT_EQ(f.modals.size(), 1u);
+    EXPECT_EQ(f.modals[0].className, "tembrix::TForm10");
 }
 
-// Catches a switch to a missing file (or creating it), a switch left out of the INI file and a read-only
-// database taken without a warning.
+// Catches a switch to a missing file (or creating it), a switch not saved, a read-only file unannounced.
 TEST_F(DatabaseCommands, SwitchConnectsToAnExistingFileOnlyAndWarnsWhenReadOnly) {
     const QString first = MakeDatabase(QStringLiteral("first.db"), 1);
     const QString second = MakeDatabase(QStringLiteral("second.db"), 3);
@@ -114,41 +112,7 @@ TEST_F(DatabaseCommands, SwitchConnectsToAnExistingFileOnlyAndWarnsWhenReadOnly)
     }
 }
 
-// Catches check or import opened during a job, statistics not opened with a database, and a second
-// browser window.
-TEST_F(DatabaseCommands, CheckAndImportRefuseDuringAJobAndTheBrowserIsOneWindow) {
-    TempDir work;
-    Settings& s = f.window->CurrentSettings();
-    s.workDir = work.Path();
-    s.dbPath = MakeDatabase(QStringLiteral("job.db"), 0);
-    ASSERT_TRUE(f.store.Connect(s.dbPath));
-    s.ffmpegPath = f.dir.Write(QStringLiteral("tools/ffmpeg"), "fake");
-    s.soxPath = f.dir.Write(QStringLiteral("tools/sox"), "fake");
-    f.messages.fileLists.push_back({f.dir.Write(QStringLiteral("media/a.mp3"), "x")});
-    f.window->AddFilesExecute();
-    f.window->StartExecute();
-    ASSERT_TRUE(f.window->Scheduler().IsRunning());
-    f.window->N39Click();
-    f.window->N41Click();
-    EXPECT_EQ(f.messages.shown, QStringList({"Перед началом проверки остановите индексацию данных!",
-                                             "Перед началом импорта остановите индексацию данных!"}));
-    EXPECT_TRUE(f.modals.empty());
-    f.window->StopExecute();
-    f.window->N44Click();
-    ASSERT_EQ(f.modals.size(), 1u);
-    EXPECT_EQ(f.modals[0].className, "tembrix::TForm10");
-
-    f.window->N16Click();
-    QWidget* browser = f.window->BrowserWindow();
-    ASSERT_NE(browser, nullptr);
-    EXPECT_TRUE(browser->isVisible());
-    f.window->N16Click();
-    EXPECT_EQ(f.window->BrowserWindow(), browser);
-    EXPECT_EQ(f.modals.size(), 1u);
-}
-
-// Catches a missing program or help file kept quiet, the guide preferred to the help file and a menu item
-// opening another item's address.
+// Catches a missing program or help file kept quiet, the guide before the help file, a link mixed up.
 TEST_F(DatabaseCommands, ProgramsHelpAndWebLinks) {
     const QString dir = f.window->ProgramDir();
     f.window->N49Click();

@@ -1,13 +1,15 @@
-// The help video panel's state machine over a fake player: loading on the first click, play/pause,
-// restart, one clip at a time across panels, the messages for a missing or broken clip, the covers.
+// Help videos: the panel's state machine over a fake player, and the real player on the backend.
 
 #include <gtest/gtest.h>
 
+#include <QProcess>
 #include <QTest>
 
+#include "forms/help_clip_player.h"
 #include "forms/help_video_panel.h"
 #include "indexing/logs.h"
 #include "main_window_fixture.h"
+#include "support/media_fixtures.h"
 
 namespace tembrix::test {
 namespace {
@@ -169,6 +171,62 @@ TEST_F(HelpVideoPanelTest, CoversLoadedAtStartReachLaterPanelsToo) {
     EXPECT_TRUE(showsRed(before));
     EXPECT_TRUE(showsRed(after));
     EXPECT_FALSE(showsRed(otherClip));
+}
+
+class QtHelpClipPlayerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+#if defined(__SANITIZE_THREAD__)
+        // The backend's threads live in libraries the thread checker cannot see into.
+        GTEST_SKIP() << "the multimedia backend's threads are not instrumented";
+#endif
+        player = std::make_unique<QtHelpClipPlayer>();
+        player->onError = [this](const QString& text) {
+            error = text.isEmpty() ? QStringLiteral("?") : text;
+        };
+    }
+    TempDir dir;
+    QString error;
+    std::unique_ptr<QtHelpClipPlayer> player;
+};
+
+// Catches a real player that shows no frames or reports modes the backend is not in.
+TEST_F(QtHelpClipPlayerTest, PlaysAClipAndHandsOverItsFrames) {
+    const QString clip = dir.File(QStringLiteral("4.mpg"));  // 3 seconds of test picture, as the help clips
+    QProcess ffmpeg;
+    ffmpeg.start(RealFfmpeg(), {"-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x90:rate=25", "-t", "3",
+                                "-c:v", "mpeg1video", "-f", "mpeg", "-y", clip});
+    ASSERT_TRUE(ffmpeg.waitForFinished(60000) && ffmpeg.exitCode() == 0);
+    int frames = 0;
+    QSize frameSize;
+    player->onFrame = [&](const QImage& frame) {
+        ++frames;
+        frameSize = frame.size();
+    };
+    EXPECT_EQ(player->CurrentMode(), Mode::NotOpen);
+    ASSERT_TRUE(player->Open(clip));
+    EXPECT_EQ(player->CurrentMode(), Mode::Stopped);
+    player->Play();
+    EXPECT_EQ(player->CurrentMode(), Mode::Playing);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return frames > 2 || !error.isEmpty(); }, 15000));
+    EXPECT_TRUE(error.isEmpty()) << error.toStdString();
+    EXPECT_EQ(frameSize, QSize(160, 90));
+    player->Pause();
+    EXPECT_EQ(player->CurrentMode(), Mode::Paused);
+    player->Rewind();
+    player->Play();
+    EXPECT_EQ(player->CurrentMode(), Mode::Playing);
+    player->Close();
+    EXPECT_EQ(player->CurrentMode(), Mode::NotOpen);
+}
+
+// Catches a broken clip taken for a good one without a word.
+TEST_F(QtHelpClipPlayerTest, ABrokenClipIsRefusedOrReportsAnError) {
+    const bool refused = !player->Open(dir.Write(QStringLiteral("9.mpg"), QByteArray(4096, 'x')));
+    if (!refused) {
+        player->Play();
+    }
+    EXPECT_TRUE(refused || QTest::qWaitFor([&] { return !error.isEmpty(); }, 15000));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// The import window over the real import worker: the checks before a start in their order, the
-// question, the buttons through idle → running → clean-up → idle, the conflict policy, the summary.
+// The import window over the real import worker: refusals, buttons, conflict policy and summary.
 
 #include <gtest/gtest.h>
 
@@ -88,8 +87,7 @@ TEST_F(ImportWindowTest, RefusalsComeInOrderAndStartNothing) {
     EXPECT_EQ(main.Rows(), 1);
 }
 
-// Catches closing during an import, a source left connected, a policy not handed to the worker and a
-// form that keeps the last run at the next show.
+// Catches closing mid-import, a source left connected, the policy lost, a form kept for the next show.
 TEST_F(ImportWindowTest, KeepThenReplaceWithCleanUpAndAFreshFormBetween) {
     w.BitBtn3Click();
     ASSERT_NE(w.Worker(), nullptr);

@@ -1,6 +1,5 @@
 #pragma once
-// Databases for the maintenance window tests: a connected store with table Data in a temporary folder,
-// and records with envelopes of a chosen length.
+// Databases for the maintenance window tests, and records with envelopes of a chosen length.
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

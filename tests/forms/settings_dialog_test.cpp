@@ -1,5 +1,4 @@
-// The settings dialog: filled from the settings when shown, choosers that only change the edits, Save
-// writing the INI file as typed, Cancel changing nothing, and the download buttons' addresses.
+// The settings dialog: filled when shown, choosers, Save as typed, Cancel, the download buttons.
 
 #include <gtest/gtest.h>
 

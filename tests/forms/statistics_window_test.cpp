@@ -1,5 +1,4 @@
-// The statistics window: fixed-colour type pies, grouped pies in palette colours (reused after 100
-// groups), one bar set per duration class, a rebuild at every show; the palette itself.
+// The statistics window: pie colours, palette groups, one bar set per duration class, rebuilds.
 
 #include <gtest/gtest.h>
 
