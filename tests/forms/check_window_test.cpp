@@ -7,6 +7,7 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTest>
 
 #include "database/check_database.h"
 #include "database/sqlite.h"
@@ -78,7 +79,7 @@ TEST(CheckWindowTest, FinishedCheckShowsItsReportAndCountsTheLines) {
     w.show();
     EXPECT_EQ(StartWith(w, {true, false, false, true, false}),
               (std::array<bool, 5>{true, false, false, true, true}));
-    ASSERT_TRUE(WaitFor([&w] { return !w.CheckRunning(); }));
+    ASSERT_TRUE(QTest::qWaitFor([&w] { return !w.CheckRunning(); }, 10000));
     EXPECT_EQ(db.messages.shown, QStringList{QStringLiteral("Проверка закончена!")});
     EXPECT_EQ(Shown(w), (std::array<bool, 4>{true, false, true, true}));  // the full bar stays
     EXPECT_EQ(w.ProgressBar1()->value(), 100);

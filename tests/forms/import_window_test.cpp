@@ -7,6 +7,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTest>
 #include <QTimer>
 
 #include "database/import_database.h"
@@ -41,7 +42,7 @@ protected:
     static constexpr std::array<bool, 4> kIdle = {true, false, true, false};
     bool RunToEnd() {
         w.BitBtn3Click();
-        return w.Worker() != nullptr && WaitFor([this] { return w.Worker() == nullptr; });
+        return w.Worker() != nullptr && QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000);
     }
 
     TestDatabase main;
@@ -94,7 +95,7 @@ TEST_F(ImportWindowTest, KeepThenReplaceWithCleanUpAndAFreshFormBetween) {
     EXPECT_EQ(Shown(), (std::array<bool, 4>{false, true, false, true}));
     w.close();  // refused while the worker exists
     EXPECT_TRUE(w.isVisible());
-    ASSERT_TRUE(WaitFor([this] { return w.Worker() == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
     EXPECT_EQ(Shown(), kIdle);
     EXPECT_FALSE(source.IsConnected());
     EXPECT_FALSE(w.Timer2()->isActive());
@@ -127,7 +128,7 @@ TEST_F(ImportWindowTest, StopEndsTheImportWithTheStoppedMessage) {
     w.BitBtn3Click();
     ASSERT_NE(w.Worker(), nullptr);
     w.BitBtn4Click();  // before the worker's first row is written: it ends at its next check
-    ASSERT_TRUE(WaitFor([this] { return w.Worker() == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
     ASSERT_FALSE(main.messages.shown.isEmpty());
     EXPECT_EQ(main.messages.shown.last(), QStringLiteral("Импорт остановлен!"));
     EXPECT_EQ(Shown(), kIdle);
