@@ -1,5 +1,4 @@
-// The about box: which of the nine images shows for a pointer around the reference rectangle (left and
-// top edges belong to the inside, right and bottom edges to the outside), and the box's fixed texts.
+// The about box: the image chosen for a pointer around the reference rectangle, and its first tick.
 
 #include <gtest/gtest.h>
 
@@ -13,42 +12,34 @@ namespace {
 
 enum Image { UpLeft, Up, UpRight, Left, Centre, Right, DownLeft, Down, DownRight };
 
+// Catches an off-by-one at any of the four edges and trouble with far or negative coordinates.
 TEST(AboutImageTest, PointerAroundTheReferenceRectangle) {
-    // L = 100, T = 50, R = L + 200 = 300, B = T + 150 = 200.
-    const QRect reference(100, 50, 200, 150);
+    const QRect reference(100, 50, 200, 150);  // L = 100, T = 50, R = 300, B = 200
     const struct Case {
         QPoint pointer;
         Image image;
     } cases[] = {
-        {{99, 49}, UpLeft},   {{-5000, -5000}, UpLeft}, {{100, 49}, Up},           {{299, 0}, Up},
-        {{300, 49}, UpRight}, {{5000, -1}, UpRight},    {{99, 50}, Left},          {{0, 199}, Left},
-        {{100, 50}, Centre},  {{299, 199}, Centre},     {{200, 120}, Centre},      {{300, 50}, Right},
-        {{300, 199}, Right},  {{99, 200}, DownLeft},    {{-1, 9999}, DownLeft},    {{100, 200}, Down},
-        {{299, 5000}, Down},  {{300, 200}, DownRight},  {{9999, 9999}, DownRight},
+        {{99, 49}, UpLeft},  {{100, 49}, Up},         {{300, 49}, UpRight},     {{99, 50}, Left},
+        {{100, 50}, Centre}, {{299, 199}, Centre},    {{300, 199}, Right},      {{99, 200}, DownLeft},
+        {{299, 200}, Down},  {{300, 200}, DownRight}, {{-5000, -5000}, UpLeft}, {{9999, 9999}, DownRight},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(AboutImageIndex(c.pointer, reference), c.image) << c.pointer.x() << "," << c.pointer.y();
     }
-    // A screen left of the primary one has negative coordinates.
-    const QRect negative(-400, -300, 10, 10);
-    EXPECT_EQ(AboutImageIndex({-395, -295}, negative), Centre);
-    EXPECT_EQ(AboutImageIndex({-390, -295}, negative), Right);
-    EXPECT_EQ(AboutImageIndex({-401, -291}, negative), Left);
-    // With no width there is no inside column: the pointer is left or right of it.
-    const QRect flat(10, 10, 0, 20);
-    EXPECT_EQ(AboutImageIndex({10, 15}, flat), Right);
-    EXPECT_EQ(AboutImageIndex({9, 15}, flat), Left);
+    // A screen left of the primary one has negative coordinates; with no width there is no inside column.
+    EXPECT_EQ(AboutImageIndex({-395, -295}, QRect(-400, -300, 10, 10)), Centre);
+    EXPECT_EQ(AboutImageIndex({-390, -295}, QRect(-400, -300, 10, 10)), Right);
+    EXPECT_EQ(AboutImageIndex({10, 15}, QRect(10, 10, 0, 20)), Right);
+    EXPECT_EQ(AboutImageIndex({9, 15}, QRect(10, 10, 0, 20)), Left);
 }
 
-TEST(AboutBoxTest, CaptionTextsAndAPictureAfterTheFirstTick) {
+// Catches a box without its link to the maker's site or without a picture once the timer ticks.
+TEST(AboutBoxTest, LinkAndAPictureAfterTheFirstTick) {
     TAboutBox box;
-    EXPECT_EQ(box.windowTitle(), QStringLiteral("О программе"));
     QStringList texts;
     for (const QLabel* label : box.findChildren<QLabel*>()) {
         texts.append(label->text());
     }
-    EXPECT_TRUE(texts.contains(QStringLiteral("Тембрикс")));
-    EXPECT_TRUE(texts.contains(QStringLiteral("Версия 1.0")));
     EXPECT_EQ(texts.filter(links::kMakerSite).size(), 1);
     box.Timer1Timer();
     EXPECT_GE(box.VisibleImage(), 0);

@@ -1,6 +1,4 @@
-// The database browser: the list and its caption, the twelve rows and the tag text of the chosen record,
-// and the envelope graph's window of points (chart width − 100 points from the track bar's position,
-// never the last value, short envelopes left alone) with the track bar's limits.
+// The database browser: the record list, the chosen record's rows and the envelope graph with its bar.
 
 #include <gtest/gtest.h>
 
@@ -54,24 +52,15 @@ protected:
     TestDatabase db;
 };
 
-TEST_F(BrowserTest, EmptyDatabaseShowsZeroAndShowingAgainListsNewRecords) {
+// Catches a list not rebuilt at a show, the wrong record behind a line, a value cut at its own '='.
+TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
     TForm9 w(db.store);
     Show(w);
-    EXPECT_EQ(w.windowTitle(), QStringLiteral("Просмотр базы данных"));
     EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 0"));
     w.ListBox1Click();  // on an empty list: nothing
     EXPECT_EQ(w.ValueListEditor1()->rowCount() + w.Series1()->count(), 0);
-    EXPECT_TRUE(db.messages.shown.isEmpty());
-
     w.close();
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("first"), QStringLiteral("mp3"), 100)), 0);
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("second"), QStringLiteral("mp3"), 101)), 0);
-    Show(w);
-    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 2"));
-    EXPECT_EQ(ListLines(w), (QStringList{QStringLiteral("first"), QStringLiteral("second")}));
-}
 
-TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
     for (int track = 0; track < 3; ++track) {
         ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("concert"), QStringLiteral("mkv"), 3600, track, 3)), 0);
     }
@@ -79,57 +68,36 @@ TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
                                   QStringLiteral("Artist: Кто-то\nTitle: Что-то"));
     ASSERT_EQ(db.Add(song, Envelope(3000, [](int32_t k) { return static_cast<uint16_t>(k * 7); })), 0);
     song.index_size = 6000;
-
-    TForm9 w(db.store);
     Show(w);
+    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 4"));
     EXPECT_EQ(ListLines(w), (QStringList{QStringLiteral("concert [1]"), QStringLiteral("concert [2]"),
                                          QStringLiteral("concert [3]"), QStringLiteral("Песня=один")}));
-    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 4"));
-    EXPECT_EQ(w.ListBox1()->currentIndex().row(), 0);  // the first record is shown at once
-    EXPECT_TRUE(Rows(w).contains(QStringLiteral("Номер аудио дорожки=1")));
+    EXPECT_TRUE(Rows(w).contains(QStringLiteral("Номер аудио дорожки=1")));  // the first is shown at once
     w.SelectRow(2);
     EXPECT_TRUE(Rows(w).contains(QStringLiteral("Номер аудио дорожки=3")));
-    EXPECT_TRUE(Rows(w).contains(QStringLiteral("Всего аудио дорожек=3")));
-    EXPECT_TRUE(Rows(w).contains(QStringLiteral("Тип=") + kTypeVideo));
 
     w.SelectRow(3);
-    ASSERT_EQ(Rows(w).size(), 12);
     EXPECT_EQ(Rows(w), RecordRows(song));
-    EXPECT_EQ(Rows(w)[0], QStringLiteral("Имя исходника=Песня=один"));
+    EXPECT_EQ(w.ValueListEditor1()->item(0, 1)->text(), QStringLiteral("Песня=один"));
     EXPECT_EQ(w.Memo1()->toPlainText(), song.info);
-    EXPECT_EQ(w.EnvelopeCount(), 3000);
     EXPECT_EQ(w.TrackBar1()->maximum(), 2800);
     ASSERT_EQ(w.Series1()->count(), ExpectedPoints(w, 3000, 0));
     EXPECT_EQ(w.Series1()->at(10), QPointF(10, 70));
+    EXPECT_TRUE(db.messages.shown.isEmpty());
 }
 
-TEST_F(BrowserTest, EnvelopeShorterThanElevenValuesLeavesTheGraphAsItWas) {
-    const auto values = Envelope(5000, [](int32_t k) { return static_cast<uint16_t>(k % 300); });
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("a-long"), QStringLiteral("mp3"), 120), values), 0);
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("b-short"), QStringLiteral("mp3"), 61),
+// Catches a graph deaf to the bar or width, the last or unsigned values drawn, short envelopes drawn.
+TEST_F(BrowserTest, TrackBarWidthAndShortEnvelopes) {
+    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("a-long"), QStringLiteral("wav"), 1000),
+                     Envelope(100000, [](int32_t k) { return static_cast<uint16_t>(k % 2 ? 40000 : 1000); })),
+              0);
+    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("b-ten"), QStringLiteral("mp3"), 61),
                      Envelope(10, [](int32_t) { return uint16_t{9999}; })),
               0);
     ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("c-eleven"), QStringLiteral("mp3"), 62),
                      Envelope(11, [](int32_t k) { return static_cast<uint16_t>(k + 1); })),
               0);
-    TForm9 w(db.store);
-    Show(w);
-    const QList<QPointF> before = w.Series1()->points();
-    w.SelectRow(1);
-    EXPECT_EQ(w.EnvelopeCount(), 10);
-    EXPECT_EQ(w.Series1()->points(), before);
-    EXPECT_EQ(before.size(), ExpectedPoints(w, 5000, 0));
-    w.SelectRow(2);  // eleven values: all but the last are drawn
-    ASSERT_EQ(w.Series1()->count(), 10);
-    EXPECT_EQ(w.Series1()->at(0), QPointF(0, 1));
-    EXPECT_EQ(w.Series1()->at(9), QPointF(9, 10));
-}
-
-TEST_F(BrowserTest, TrackBarLimitsSignedValuesAndWidening) {
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("long"), QStringLiteral("wav"), 1000),
-                     Envelope(100000, [](int32_t k) { return static_cast<uint16_t>(k % 2 ? 40000 : 1000); })),
-              0);
-    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("short"), QStringLiteral("wav"), 62),
+    ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("d-short"), QStringLiteral("wav"), 63),
                      Envelope(150, [](int32_t k) { return static_cast<uint16_t>(k); })),
               0);
     TForm9 w(db.store);
@@ -150,29 +118,30 @@ TEST_F(BrowserTest, TrackBarLimitsSignedValuesAndWidening) {
     ASSERT_EQ(w.Series1()->count(), ExpectedPoints(w, 100000, 99800));
     EXPECT_EQ(w.Series1()->points().back().x(), 99998);  // value 99999 is never drawn
 
-    // A new selection starts from 0; under 200 values the bar cannot move.
-    w.SelectRow(1);
+    const QList<QPointF> before = w.Series1()->points();
+    w.SelectRow(1);  // ten values: the graph stays as it was, the bar goes back to 0
+    EXPECT_EQ(w.EnvelopeCount(), 10);
+    EXPECT_EQ(w.Series1()->points(), before);
     EXPECT_EQ(w.TrackBar1()->value(), 0);
+    w.SelectRow(2);  // eleven values: all but the last are drawn
+    ASSERT_EQ(w.Series1()->count(), 10);
+    EXPECT_EQ(w.Series1()->at(0), QPointF(0, 1));
+    EXPECT_EQ(w.Series1()->at(9), QPointF(9, 10));
+    w.SelectRow(3);  // under 200 values the bar cannot move
     w.TrackBar1()->setValue(20);
     EXPECT_EQ(w.TrackBar1()->value(), 0);
     EXPECT_EQ(w.Series1()->points().back().x(), 148);
 }
 
-TEST(EnvelopeWindowTest, WindowWidthAndEnds) {
+// Catches points drawn on a chart too narrow for any, or past the end of the envelope.
+TEST(EnvelopeWindowTest, NarrowChartsAndEnds) {
     const auto values = Envelope(1000, [](int32_t k) { return static_cast<uint16_t>(k); });
-    // count, start, chart width → points, first x: nothing under 101 pixels, width − 100 points, never
-    // the last value.
-    const int cases[][5] = {{1000, 0, 100, 0, 0},     {1000, 0, 101, 1, 0},     {1000, 0, 600, 500, 0},
-                            {1000, 990, 600, 9, 990}, {1000, 998, 600, 1, 998}, {1000, 999, 600, 0, 0},
-                            {1, 0, 600, 0, 0},        {0, 0, 600, 0, 0}};
-    for (const auto& c : cases) {
-        const QList<QPointF> points = EnvelopeWindow(values.data(), c[0], c[1], c[2]);
-        ASSERT_EQ(points.size(), c[3]) << c[0] << " " << c[1] << " " << c[2];
-        if (!points.isEmpty()) {
-            EXPECT_EQ(points.front().x(), c[4]);
-            EXPECT_EQ(points.back().x(), c[4] + c[3] - 1);
-        }
-    }
+    EXPECT_TRUE(EnvelopeWindow(values.data(), 1000, 0, 100).isEmpty());
+    EXPECT_EQ(EnvelopeWindow(values.data(), 1000, 0, 101).size(), 1);
+    EXPECT_EQ(EnvelopeWindow(values.data(), 1000, 998, 600), QList<QPointF>({QPointF(998, 998)}));
+    EXPECT_TRUE(EnvelopeWindow(values.data(), 1000, 999, 600).isEmpty());
+    EXPECT_TRUE(EnvelopeWindow(values.data(), 1, 0, 600).isEmpty());
+    EXPECT_TRUE(EnvelopeWindow(values.data(), 0, 0, 600).isEmpty());
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// The import window over the real import worker: the checks before a start in their order, the
-// question, the buttons through idle → running → clean-up → idle, the conflict policy, the summary.
+// The import window over the real import worker: refusals, buttons, conflict policy and summary.
 
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTest>
 #include <QTimer>
 
 #include "database/import_database.h"
@@ -42,7 +42,7 @@ protected:
     static constexpr std::array<bool, 4> kIdle = {true, false, true, false};
     bool RunToEnd() {
         w.BitBtn3Click();
-        return w.Worker() != nullptr && WaitFor([this] { return w.Worker() == nullptr; });
+        return w.Worker() != nullptr && QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000);
     }
 
     TestDatabase main;
@@ -51,6 +51,7 @@ protected:
     TForm8 w{main.store, source};
 };
 
+// Catches a refusal checked out of order, a missing message and a worker started after any of them.
 TEST_F(ImportWindowTest, RefusalsComeInOrderAndStartNothing) {
     const QString notADatabase = main.dir.Write(QStringLiteral("notes.db"), QByteArray(4096, 'x'));
     const QString choose = QStringLiteral("Выберите импортируемую базу данных!");
@@ -77,25 +78,24 @@ TEST_F(ImportWindowTest, RefusalsComeInOrderAndStartNothing) {
         EXPECT_EQ(main.messages.shown, c.messages) << c.path.toStdString();
         EXPECT_EQ(window.Worker(), nullptr);
     }
-    // Answering no to the question starts nothing either.
-    main.messages.answers.push_back(false);
+    main.messages.answers.push_back(false);  // no to the question
     w.BitBtn3Click();
     EXPECT_EQ(main.messages.asked,
               QStringList{
                   QStringLiteral("Рекомендуется сделать копии данных | Если что то пойдёт не так, Вы можете "
                                  "потерять свои данные. Сделали бэкап? Хотите продолжить?")});
     EXPECT_EQ(w.Worker(), nullptr);
-    EXPECT_EQ(Shown(), kIdle);
     EXPECT_EQ(main.Rows(), 1);
 }
 
-TEST_F(ImportWindowTest, ImportKeepsOldRecordsAndCleansUp) {
+// Catches closing mid-import, a source left connected, the policy lost, a form kept for the next show.
+TEST_F(ImportWindowTest, KeepThenReplaceWithCleanUpAndAFreshFormBetween) {
     w.BitBtn3Click();
     ASSERT_NE(w.Worker(), nullptr);
     EXPECT_EQ(Shown(), (std::array<bool, 4>{false, true, false, true}));
     w.close();  // refused while the worker exists
     EXPECT_TRUE(w.isVisible());
-    ASSERT_TRUE(WaitFor([this] { return w.Worker() == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
     EXPECT_EQ(Shown(), kIdle);
     EXPECT_FALSE(source.IsConnected());
     EXPECT_FALSE(w.Timer2()->isActive());
@@ -107,32 +107,28 @@ TEST_F(ImportWindowTest, ImportKeepsOldRecordsAndCleansUp) {
     EXPECT_EQ(main.Rows(), 3);
     w.close();
     EXPECT_FALSE(w.isVisible());
-}
 
-TEST_F(ImportWindowTest, ReplacePolicyAndAFreshFormAtTheNextShow) {
-    w.RadioButton2()->setChecked(true);
-    ASSERT_TRUE(RunToEnd());
-    EXPECT_TRUE(
-        w.Memo1()->toPlainText().endsWith(QStringLiteral("Удалено записей: 1\nДобавлено новых записей: 3")));
-    EXPECT_EQ(main.Rows(), 3);
-    w.close();
     w.show();
     EXPECT_TRUE(w.Edit1()->text().isEmpty());
     EXPECT_TRUE(w.Memo1()->toPlainText().isEmpty());
     EXPECT_TRUE(w.RadioButton1()->isChecked());
-
-    // The chooser fills the path unless cancelled.
     main.messages.choices = {sourcePath, QString()};
     w.BitBtn1Click();
-    w.BitBtn1Click();
+    w.BitBtn1Click();  // cancelled: the path stays
     EXPECT_EQ(w.Edit1()->text(), sourcePath);
+    w.RadioButton2()->setChecked(true);
+    ASSERT_TRUE(RunToEnd());  // every source row is now a duplicate and replaces the stored one
+    EXPECT_TRUE(
+        w.Memo1()->toPlainText().endsWith(QStringLiteral("Удалено записей: 3\nДобавлено новых записей: 3")));
+    EXPECT_EQ(main.Rows(), 3);
 }
 
+// Catches a Stop that does not end the import or ends it without its message.
 TEST_F(ImportWindowTest, StopEndsTheImportWithTheStoppedMessage) {
     w.BitBtn3Click();
     ASSERT_NE(w.Worker(), nullptr);
     w.BitBtn4Click();  // before the worker's first row is written: it ends at its next check
-    ASSERT_TRUE(WaitFor([this] { return w.Worker() == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
     ASSERT_FALSE(main.messages.shown.isEmpty());
     EXPECT_EQ(main.messages.shown.last(), QStringLiteral("Импорт остановлен!"));
     EXPECT_EQ(Shown(), kIdle);

@@ -1,6 +1,5 @@
 #pragma once
-// A main window over a temporary program folder (its INI and log beside a made-up executable) with a
-// store, scripted user messages, modal dialogs recorded instead of run and web addresses caught.
+// A main window over a temporary program folder, with scripted messages and recorded modal dialogs.
 
 #include <QDesktopServices>
 #include <QDialog>

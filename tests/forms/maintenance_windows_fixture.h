@@ -1,10 +1,6 @@
 #pragma once
-// Databases for the maintenance window tests: a connected store with table Data in a temporary folder,
-// and records with envelopes of a chosen length.
+// Databases for the maintenance window tests, and records with envelopes of a chosen length.
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QThread>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -62,19 +58,5 @@ public:
     TDataModule1 store;
     bool ok = false;
 };
-
-// Delivers events and workers' calls until `done` holds or `ms` pass; the final value of `done`.
-inline bool WaitFor(const std::function<bool()>& done, int ms = 10000) {
-    QDeadlineTimer deadline(ms);
-    while (!done()) {
-        if (deadline.hasExpired()) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
-        QThread::msleep(2);
-    }
-    return true;
-}
 
 }  // namespace tembrix::test

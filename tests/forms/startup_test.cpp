@@ -1,6 +1,4 @@
-// Start-up and closing of the main window: the program log, the one-second start-up tick, the database
-// that is connected or forgotten at that tick, the work folder emptied at start, and the INI file written
-// by every way of closing.
+// Start-up and closing of the main window: log, start-up tick, work folder, INI file on closing.
 
 #include <gtest/gtest.h>
 
@@ -20,13 +18,12 @@ namespace tembrix::test {
 namespace {
 
 QByteArray IniWith(const QString& dbPath, const QString& workDir = QString()) {
-    return QStringLiteral(
-               "[DataBase]\nDBPath=%1\n[Dirs]\nWorkDir=%2\n[Utils]\nFFMPEG=/opt/ff/ffmpeg\n"
-               "[Indexing]\nThreads=64\nCopyToWorkDir=0\n")
+    return QStringLiteral("[DataBase]\nDBPath=%1\n[Dirs]\nWorkDir=%2\n[Indexing]\nThreads=64\n")
         .arg(dbPath, workDir)
         .toUtf8();
 }
 
+// Catches a missing log step, a log that grows across runs and a start-up tick that repeats or comes early.
 TEST(Startup, LogsEachStepAndTheStartTickRunsOnceAfterOneSecond) {
     MainWindowFixture f;
     const QStringList init = {"Read Ini file", "Prepare dialogs", "Init completed"};
@@ -41,6 +38,7 @@ TEST(Startup, LogsEachStepAndTheStartTickRunsOnceAfterOneSecond) {
     EXPECT_EQ(f.LogMessages(), init);
 }
 
+// Catches a database connected before the tick, a gone one kept (or created) and threads not clamped.
 TEST(Startup, TheStartTickConnectsAnExistingDatabaseAndForgetsAGoneOne) {
     TempDir other;
     const QString db = other.File(QStringLiteral("index.db")), gone = other.File(QStringLiteral("gone.db"));
@@ -51,11 +49,9 @@ TEST(Startup, TheStartTickConnectsAnExistingDatabaseAndForgetsAGoneOne) {
     for (const QString& path : {db, gone}) {
         MainWindowFixture f(IniWith(path));
         const Settings& s = f.window->CurrentSettings();
-        EXPECT_EQ(s.ffmpegPath, "/opt/ff/ffmpeg");
         EXPECT_EQ(s.threads, MainWindowFixture::kSlots);  // clamped to the worker slots
-        EXPECT_FALSE(s.copyToWorkDir);
         EXPECT_EQ(s.dbPath, path);
-        EXPECT_FALSE(f.store.IsConnected());  // not before the tick
+        EXPECT_FALSE(f.store.IsConnected());
         f.window->Timer1Timer();
         const bool exists = path == db;
         EXPECT_EQ(f.store.IsConnected(), exists);
@@ -66,6 +62,7 @@ TEST(Startup, TheStartTickConnectsAnExistingDatabaseAndForgetsAGoneOne) {
     EXPECT_FALSE(FileExists(gone));
 }
 
+// Catches a way of closing that loses the settings, leaves scratch folders or keeps other windows open.
 TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
     const struct {
         const char* way;
@@ -98,19 +95,17 @@ TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
         work.Write(QStringLiteral("1/left.dat"), "x");
         way.close(*f.window);
         EXPECT_EQ(closed.size(), 1);
-        EXPECT_FALSE(f.window->isVisible());
-        EXPECT_FALSE(f.window->ReportWindow()->isVisible());
+        EXPECT_FALSE(f.window->isVisible() || f.window->ReportWindow()->isVisible());
         EXPECT_TRUE(f.window->VideoPanel()->IsCoverShown());
         const Settings written = f.IniSettings();
         EXPECT_EQ(written.ffmpegPath, s.ffmpegPath);
-        EXPECT_EQ(written.workDir, work.Path());
         EXPECT_EQ(written.threads, 3);
-        EXPECT_FALSE(written.copyToWorkDir);
         EXPECT_FALSE(FolderExists(work.File(QStringLiteral("1"))));
         EXPECT_TRUE(FileExists(work.File(QStringLiteral("4/kept.dat"))));
     }
 }
 
+// Catches a program without its built-in look, or one that ignores the style sheet beside it.
 TEST(Startup, TheStyleSheetIsBuiltInUnlessOneLiesBesideTheProgram) {
     TempDir programDir;
     auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());

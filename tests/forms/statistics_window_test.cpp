@@ -1,5 +1,4 @@
-// The statistics window: the totals list, the fixed-colour type pies, the grouped pies in palette colours
-// (reused after 100 groups), the duration bars, and a fresh rebuild at every show; the palette itself.
+// The statistics window: pie colours, palette groups, one bar set per duration class, rebuilds.
 
 #include <gtest/gtest.h>
 
@@ -25,6 +24,7 @@ QStringList Slices(const QPieSeries* series) {
     return slices;
 }
 
+// Catches totals feeding the wrong pie or colour, and bars put in another class's column.
 TEST(StatisticsWindowTest, TotalsFeedTheTypePiesAndGroupsGetPaletteColours) {
     TestDatabase db;
     const auto t = QStringLiteral("t");
@@ -37,39 +37,33 @@ TEST(StatisticsWindowTest, TotalsFeedTheTypePiesAndGroupsGetPaletteColours) {
     TForm10 w(db.store);
     w.show();
     EXPECT_EQ(w.windowTitle(), QStringLiteral("База данных: ") + db.path);
-    ASSERT_EQ(w.ValueListEditor1()->rowCount(), 12);
     EXPECT_EQ(w.ValueListEditor1()->item(0, 0)->text() + w.ValueListEditor1()->item(0, 1)->text(),
               QStringLiteral("Всего аудио дорожек5"));
     EXPECT_EQ(Slices(w.PieSeries(1)), QStringList({"Аудио 2 #ff0000", "Видео 3 #008000"}));
     EXPECT_EQ(Slices(w.PieSeries(2)), QStringList({"Аудио 1 #ff0000", "Видео 4 #008000"}));
     EXPECT_EQ(Slices(w.PieSeries(3)), QStringList({"Аудио + 1 #ff0000", "Аудио - 1 #ffff00",
                                                    "Видео + 2 #008000", "Видео - 1 #0000ff"}));
-
-    // Files by number of tracks: one group per value, in order, coloured from the palette.
     const QList<QColor>& p = w.Palette();
     EXPECT_EQ(Slices(w.PieSeries(6)), QStringList({"1 3 " + p[0].name(), "2 2 " + p[1].name()}));
-    // Ten-minute classes, each its own bar set in its palette colour holding its count at its own class.
     const QStringList classes = {"0-10 минут", "30-40 минут", "60-70 минут", "120-130 минут"};
     const qreal counts[] = {1, 1, 1, 2};
     EXPECT_EQ(w.Series1Axis()->categories(), classes);
     const QList<QBarSet*> sets = w.Series1()->barSets();
     ASSERT_EQ(sets.size(), 4);
-    for (int i = 0; i < sets.size(); ++i) {
-        EXPECT_EQ(sets[i]->label(), classes[i]);
-        EXPECT_EQ(sets[i]->color(), p[i]);
+    for (int i = 0; i < sets.size(); ++i) {  // each class its own set, holding its count at its column
+        EXPECT_EQ(sets[i]->label() + sets[i]->color().name(), classes[i] + p[i].name());
         for (int j = 0; j < sets[i]->count(); ++j) {
             EXPECT_EQ(sets[i]->at(j), i == j ? counts[i] : 0.0) << i << "," << j;
         }
     }
 }
 
-TEST(StatisticsWindowTest, GroupsBeyondTheHundredthReuseThePaletteAndEveryShowRebuilds) {
+// Catches a window that keeps what it showed before and colours past the palette's end.
+TEST(StatisticsWindowTest, EveryShowRebuildsAndGroupsBeyondTheHundredthReuseThePalette) {
     TestDatabase db;
     TForm10 w(db.store);
     w.show();
-    for (int row = 0; row < 12; ++row) {
-        EXPECT_EQ(w.ValueListEditor1()->item(row, 1)->text(), QStringLiteral("0")) << row;
-    }
+    EXPECT_EQ(w.ValueListEditor1()->item(0, 1)->text(), QStringLiteral("0"));
     EXPECT_EQ(w.PieSeries(4)->count() + w.Series1()->count(), 0);
     w.close();
 
@@ -89,21 +83,13 @@ TEST(StatisticsWindowTest, GroupsBeyondTheHundredthReuseThePaletteAndEveryShowRe
     EXPECT_EQ(w.Series1()->count(), 11);  // ten-minute classes of 1…105 minutes
 }
 
+// Catches channels drawn in the wrong order or not reduced modulo 255.
 TEST(PaletteTest, DrawsBlueGreenRedModulo255) {
-    quint32 counter = 0;
+    quint32 counter = 254;
     const QList<QColor> palette = MakePalette([&counter] { return counter++; });
     ASSERT_EQ(palette.size(), kPaletteSize);
-    EXPECT_EQ(palette[0], QColor(2, 1, 0));
-    EXPECT_EQ(palette[1], QColor(5, 4, 3));
-    const quint32 sequence[] = {254, 255, 256, 0xFFFFFFFFu};
-    int next = 0;
-    const QList<QColor> wrapped = MakePalette([&] { return sequence[next++ % 4]; });
-    EXPECT_EQ(wrapped[0], QColor(1, 0, 254));  // blue 254, green 255 % 255, red 256 % 255
-    for (const QColor& c : wrapped) {
-        EXPECT_LE(std::max({c.red(), c.green(), c.blue()}), 254);
-    }
-    EXPECT_EQ(GroupColor(palette, 100), palette[0]);
-    EXPECT_EQ(GroupColor(palette, 257), palette[57]);
+    EXPECT_EQ(palette[0], QColor(1, 0, 254));  // blue 254, green 255 % 255, red 256 % 255
+    EXPECT_EQ(palette[1], QColor(4, 3, 2));
 }
 
 }  // namespace
