@@ -82,12 +82,11 @@ QString MediaFixtures::Tone(const QString& extension, int seconds, int variant) 
     if (wav.isEmpty() || extension == QLatin1String(".wav")) {
         return wav;
     }
-    if (Words(".mp3 .ogg .flac .aiff .au .voc .snd").contains(extension)) {
-        return Made(stem + extension, RealSox(), {wav, QStringLiteral("{out}")});
-    }
-    return Made(stem + extension, RealFfmpeg(),
-                kFfmpeg + QStringList{QStringLiteral("-i"), wav} +
-                    Words(extension == QLatin1String(".aac") ? "-c:a aac -f adts {out}" : "{out}"));
+    // SoX writes no MP4 audio: ffmpeg does.
+    return extension == QLatin1String(".m4a")
+               ? Made(stem + extension, RealFfmpeg(),
+                      kFfmpeg + QStringList{QStringLiteral("-i"), wav, QStringLiteral("{out}")})
+               : Made(stem + extension, RealSox(), {wav, QStringLiteral("{out}")});
 }
 
 QString MediaFixtures::Video(int audioTracks) {
@@ -115,13 +114,12 @@ QString MediaFixtures::Tagged(const QString& extension) {
                             "track=7", "genre=Rock"}) {
         args += {QStringLiteral("-metadata"), QString::fromUtf8(tag)};
     }
-    if (extension == QLatin1String(".mp3")) {
-        args += Words("-id3v2_version 3");
-    } else if (extension == QLatin1String(".aiff")) {
-        args += Words("-write_id3v2 1");
-    } else if (extension == QLatin1String(".wma")) {
-        // The ASF muxer keeps "date" under its own name; the year's attribute is WM/Year.
-        args += Words("-metadata WM/Year=2001");
+    // MP3 and AIFF get their ID3v2 tags only when asked; the ASF muxer keeps "date" under its own name.
+    const QMap<QString, QString> extra = {{QStringLiteral(".mp3"), QStringLiteral("-id3v2_version 3")},
+                                          {QStringLiteral(".aiff"), QStringLiteral("-write_id3v2 1")},
+                                          {QStringLiteral(".wma"), QStringLiteral("-metadata WM/Year=2001")}};
+    if (extra.contains(extension)) {
+        args += Words(extra.value(extension));
     }
     return Made(QStringLiteral("tagged") + extension, RealFfmpeg(), args << QStringLiteral("{out}"));
 }

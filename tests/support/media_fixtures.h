@@ -16,10 +16,9 @@ public:
     // The fixtures of this process.
     static MediaFixtures& Instance();
 
-    // A tone in the format of `extension` (with its dot): ".wav", ".mp3", ".ogg", ".flac", ".aiff", ".au",
-    // ".voc", ".snd" (made by sox), ".m4a", ".opus", ".aac", ".wma" (made by ffmpeg). `variant` selects
-    // one of several distinct signals (different pitch and tremolo, hence different bytes and envelope).
-    // "" when the file could not be made.
+    // A tone in the format of `extension` (with its dot): ".m4a" or any format sox writes (".wav", ".mp3",
+    // ".ogg", ".flac", …). `variant` selects one of several distinct signals (different pitch and tremolo,
+    // hence different bytes and envelope). "" when the file could not be made.
     QString Tone(const QString& extension, int seconds, int variant = 0);
     // A Matroska video, 61 s, tiny black picture, with `audioTracks` audio tracks (0 = none); track t is
     // Tone variant t + 1, so each track has its own envelope.
