@@ -1,6 +1,5 @@
-// The program's own files: the settings INI file (what is written and read back, the defaults and clamps
-// on reading), where it and the program log live, and the three logs (reset or appended, one whole
-// time-stamped line per call even when threads write at once).
+// The program's own files: the settings INI file, where it and the program log live, and the three logs
+// (one whole time-stamped line per call even when threads write at once).
 
 #include <gtest/gtest.h>
 

@@ -24,8 +24,7 @@ using test::MediaFixtures;
 using test::WriteFakeTool;
 using Start = IndexingScheduler::StartResult;
 
-// A sandbox with a queue, live settings and a scheduler of `slots` slots whose program folder (where the
-// tool locator looks first) is an empty folder of the test.
+// A queue, live settings and a scheduler of `slots` slots; its program folder is an empty test folder.
 class Job {
 public:
     explicit Job(int slots = 2, int threads = 2)

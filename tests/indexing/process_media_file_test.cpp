@@ -81,9 +81,8 @@ void ExpectRow(const StoredRow& row, const QString& file, const char* type, int 
     EXPECT_EQ(row.record.duration, static_cast<int>(reference.size() / 100));
 }
 
-// One real path per kind of input: audio SoX reads directly, with and without tags; audio that ffmpeg
-// extracts first; a video whose three tracks each become a row. Tag-bearing formats get the tag tool's
-// lines. Each envelope must equal the independent reduction of the same track.
+// One real path per kind of input: direct audio with and without tags, audio that ffmpeg extracts first,
+// a video whose three tracks each become a row. Each envelope must equal the reference of its track.
 TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
     auto& media = MediaFixtures::Instance();
     const struct {
@@ -112,17 +111,6 @@ TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
         }
         EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());  // the copy, data.dat and the rest are gone
     }
-}
-
-// The same bytes under another path: the scheduler test's twin file.
-TEST(ProcessMediaFile, RefusesAStoredPathBeforeAnyWork) {
-    IndexingSandbox box;
-    const QString file = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61);
-    ASSERT_EQ(Index(box, file), QString());
-    QDir(box.WorkDir()).removeRecursively();
-    EXPECT_EQ(Index(box, file), QStringLiteral("Уже проиндексирован!"));
-    EXPECT_FALSE(QFileInfo::exists(box.WorkDir()));  // nothing copied or hashed
-    EXPECT_EQ(ReadRows(box.DbPath()).size(), 1u);
 }
 
 TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRead) {
@@ -225,7 +213,7 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     }
 }
 
-TEST(ProcessMediaFile, SourceWorkFolderAndStoreFailuresGiveTheirMessages) {
+TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
     IndexingSandbox box;
     const QString missing = box.dir.File(QStringLiteral("gone.wav"));
     WorkerSetup setup = box.RealSetup();
@@ -239,6 +227,12 @@ TEST(ProcessMediaFile, SourceWorkFolderAndStoreFailuresGiveTheirMessages) {
     setup.workDir = box.dir.File(QStringLiteral("missing/work"));
     EXPECT_EQ(Index(box, file, setup), QStringLiteral("Ошибка создания рабочего подкаталога!"));
     EXPECT_TRUE(ReadRows(box.DbPath()).empty());
+    // A stored path is refused before any work: nothing copied or hashed. (The same bytes under another
+    // path: the scheduler test's twin file.)
+    ASSERT_EQ(Index(box, file), QString());
+    QDir(box.WorkDir()).removeRecursively();
+    EXPECT_EQ(Index(box, file), QStringLiteral("Уже проиндексирован!"));
+    EXPECT_FALSE(QFileInfo::exists(box.WorkDir()));
     // A database without table Data: the path look-up fails first.
     box.store.Disconnect();
     ASSERT_TRUE(box.store.Connect(box.dir.File(QStringLiteral("bare.db"))));
