@@ -9,7 +9,6 @@
 #include <QRandomGenerator>
 #include <QTime>
 #include <ostream>
-#include <utility>
 
 #include "app/indexing_queue.h"
 #include "support/recording_messages.h"
@@ -44,15 +43,6 @@ QStringList MakeFiles(const test::TempDir& dir, int count) {
     return paths;
 }
 
-// The files at the positions given as digits, e.g. "023".
-QStringList Pick(const QStringList& files, const char* positions) {
-    QStringList picked;
-    for (const char* p = positions; *p != '\0'; ++p) {
-        picked.append(files[*p - '0']);
-    }
-    return picked;
-}
-
 QStringList PathsOf(const IndexingQueue& queue) {
     QStringList paths;
     for (qsizetype i = 0; i < queue.Count(); ++i) {
@@ -69,8 +59,7 @@ IndexingQueue QueueOf(const QStringList& paths) {
     return queue;
 }
 
-// Flags: d = converted directly by SoX, t = tags read, m = tracks taken one by one. Capitals, near misses
-// and things that are not an extension at all are neither audio nor video.
+// Flags: d = converted directly by SoX, t = tags read, m = tracks taken one by one. Near misses are neither.
 TEST(MediaClassifiers, ExtensionTable) {
     const char* audio = "аудио";
     const char* video = "видео";
@@ -84,9 +73,8 @@ TEST(MediaClassifiers, ExtensionTable) {
                 {".mp4", video, "m"},  {".mov", video, "m"},   {".mkv", video, "m"},  {".m2ts", video, "m"},
                 {".avi", video, ""},   {".wmv", video, "tm"},  {".webm", video, ""},  {".mpg", video, ""},
                 {".mpeg", video, ""},  {".ogv", video, ""},    {".asf", video, "tm"}, {".MP3", "", ""},
-                {".Wav", "", ""},      {".WMA", "", ""},       {".MKV", "", ""},      {"mp3", "", ""},
-                {"", "", ""},          {".", "", ""},          {".mp3 ", "", ""},     {".aif", "", ""},
-                {".m4", "", ""},       {".mpeg4", "", ""},     {".txt", "", ""}};
+                {"mp3", "", ""},       {"", "", ""},           {".mp3 ", "", ""},     {".aif", "", ""},
+                {".mpeg4", "", ""}};
     for (const auto& row : rows) {
         const QString ext = QString::fromUtf8(row.ext);
         const QString flags = QString::fromUtf8(row.flags);
@@ -98,20 +86,14 @@ TEST(MediaClassifiers, ExtensionTable) {
     }
 }
 
-// The queue classifies by the extension of the file name, not of the whole path.
+// Classify (the type of a path) takes the extension of the file name, not of a folder.
 TEST(IndexingQueue, ClassifyLooksAtTheFileNameOnly) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"/music/clip.final.mkv", "видео"}, {"/music/a.mp3/readme", ""}, {"/music/archive.mp3.txt", ""},
-        {"relative/name.flac", "аудио"},    {"/music/.mp3", "аудио"},    {"", ""}};
-    for (const auto& [path, type] : rows) {
-        SCOPED_TRACE(path);
-        EXPECT_EQ(QString::fromUtf8(type), IndexingQueue::Classify(QString::fromUtf8(path)));
-    }
+    EXPECT_EQ(QStringLiteral("видео"), IndexingQueue::Classify(QStringLiteral("/music/clip.final.mkv")));
+    EXPECT_EQ(QString(), IndexingQueue::Classify(QStringLiteral("/music/a.mp3/readme")));
 }
 
-// AddFile records the file's facts. Duplicates and unknown extensions are refused silently, identity being
-// the exact text of the path; a file that is gone, or a folder, is kept with an empty date after its path
-// is shown.
+// AddFile records the file's facts; identity is the exact path text. A file that is gone, or a folder, is
+// kept with an empty date after its path is shown. (Refusals: the walk below and the window's tests.)
 TEST(IndexingQueue, AddFile) {
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -130,17 +112,8 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_EQ(12345u, e.size);
     EXPECT_EQ(QStringLiteral("02.01.2023 3:04:05"), e.created);
     EXPECT_TRUE(e.status.isEmpty());
-    EXPECT_TRUE(queue.At(1).path.isEmpty());
-    EXPECT_TRUE(queue.At(-1).path.isEmpty());
-
-    EXPECT_FALSE(queue.AddFile(path));
-    EXPECT_FALSE(queue.AddFile(dir.Write(QStringLiteral("SONG.MP3"), "x")));
-    EXPECT_FALSE(queue.AddFile(dir.Write(QStringLiteral("notes.txt"), "x")));
     EXPECT_FALSE(queue.AddFile(QString()));
-    EXPECT_FALSE(queue.Contains(path.toUpper()));
-    EXPECT_FALSE(queue.Contains(dir.Path() + QStringLiteral("//Мой концерт.live.mkv")));
     EXPECT_TRUE(queue.AddFile(dir.Path() + QStringLiteral("//Мой концерт.live.mkv")));
-    EXPECT_EQ(2, queue.Count());
     EXPECT_TRUE(messages.shown.isEmpty());
 
     const QString gone = dir.File(QStringLiteral("gone.ogg"));
@@ -150,77 +123,49 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_TRUE(queue.AddFile(folder));
     EXPECT_EQ((QStringList{gone, folder}), messages.shown);
     EXPECT_EQ(QStringLiteral("gone"), queue.At(2).name);
-    EXPECT_EQ(QStringLiteral("аудио"), queue.At(2).type);
     EXPECT_EQ(0u, queue.At(2).size);
     EXPECT_TRUE(queue.At(2).created.isEmpty());
     EXPECT_TRUE(queue.At(3).created.isEmpty());
+    EXPECT_TRUE(queue.At(4).path.isEmpty());
 }
 
-// Deleting one entry, or those before or after the selected one; a position outside the queue removes
-// nothing. The look-ups by path then find the entries that moved, and not the removed ones.
-TEST(IndexingQueue, DeleteKeepsTheLookUpsRight) {
-    test::TempDir dir;
-    const QStringList files = MakeFiles(dir, 5);
-    enum Op { kOne, kBefore, kAfter };
-    const struct {
-        Op op;
-        qsizetype index;
-        bool result;
-        const char* remaining;
-    } cases[] = {{kOne, 1, true, "0234"},      {kOne, 5, false, "01234"},     {kOne, -1, false, "01234"},
-                 {kBefore, 0, true, "01234"},  {kBefore, 2, true, "234"},     {kBefore, 4, true, "4"},
-                 {kBefore, 5, false, "01234"}, {kBefore, -1, false, "01234"}, {kAfter, 4, true, "01234"},
-                 {kAfter, 1, true, "01"},      {kAfter, 0, true, "0"},        {kAfter, 5, false, "01234"},
-                 {kAfter, -1, false, "01234"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << "op " << c.op << " at " << c.index);
-        IndexingQueue queue = QueueOf(files);
-        const bool result = c.op == kOne      ? queue.Delete(c.index)
-                            : c.op == kBefore ? queue.DeleteBefore(c.index)
-                                              : queue.DeleteAfter(c.index);
-        const QStringList remaining = Pick(files, c.remaining);
-        EXPECT_EQ(c.result, result);
-        EXPECT_EQ(remaining, PathsOf(queue));
-        for (const QString& p : files) {
-            EXPECT_EQ(remaining.contains(p), queue.Contains(p));
-            EXPECT_EQ(remaining.contains(p), queue.SetStatus(kStatusDone, p));
-        }
-        EXPECT_EQ(remaining.size(), queue.CountWithStatus(kStatusDone));
-    }
-}
-
-// Random edits against a plain list of paths: the path look-ups must agree with the list at every step.
+// Random edits against a plain list of paths, deletions at any position including ones outside the
+// queue: the results, the order and the path look-ups must agree with the list at every step.
 TEST(IndexingQueue, LookUpsFollowEveryEdit) {
     test::TempDir dir;
     const QStringList files = MakeFiles(dir, 12);
     QRandomGenerator random(20240607);
     IndexingQueue queue;
     QStringList model;
-    for (int step = 0; step < 600; ++step) {
+    for (int step = 0; step < 800; ++step) {
         const int op = random.bounded(10);
         const qsizetype n = model.size();
-        const qsizetype index = n > 0 ? random.bounded(static_cast<int>(n)) : 0;
+        const qsizetype index = random.bounded(static_cast<int>(n) + 2) - 1;  // -1 … n
+        const bool inside = index >= 0 && index < n;
         const QString& p = files[random.bounded(static_cast<int>(files.size()))];
         if (op < 5) {
             EXPECT_EQ(!model.contains(p), queue.AddFile(p));
             if (!model.contains(p)) {
                 model.append(p);
             }
-        } else if (op == 5 && n > 0) {
-            EXPECT_TRUE(queue.Delete(index));
-            model.removeAt(index);
-        } else if (op == 6 && n > 0) {
-            EXPECT_TRUE(queue.DeleteBefore(index));
-            model = model.mid(index);
-        } else if (op == 7 && n > 0) {
-            EXPECT_TRUE(queue.DeleteAfter(index));
-            model = model.mid(0, index + 1);
-        } else if (op == 8 && n > 0) {
+        } else if (op == 5) {
+            EXPECT_EQ(inside, queue.Delete(index));
+            if (inside) {
+                model.removeAt(index);
+            }
+        } else if (op == 6) {
+            EXPECT_EQ(inside, queue.DeleteBefore(index));
+            model = inside ? model.mid(index) : model;
+        } else if (op == 7) {
+            EXPECT_EQ(inside, queue.DeleteAfter(index));
+            model = inside ? model.mid(0, index + 1) : model;
+        } else if (op == 8 && inside) {
             EXPECT_TRUE(queue.SetStatus(QString::number(step), model[index]));
             EXPECT_EQ(QString::number(step), queue.At(index).status);
         } else {
             const qsizetype at = model.indexOf(p);
             EXPECT_EQ(at >= 0, queue.Contains(p));
+            EXPECT_EQ(at >= 0, queue.SetStatus(queue.StatusOf(p), p));
             EXPECT_EQ(at >= 0 ? queue.At(at).status : QString(), queue.StatusOf(p));
         }
         ASSERT_EQ(model, PathsOf(queue)) << "step " << step;
@@ -245,27 +190,17 @@ TEST(IndexingQueue, StatusesDriveTheNextFile) {
     EXPECT_TRUE(queue.StatusOf(dir.File(QStringLiteral("other.mp3"))).isEmpty());
 }
 
+// An empty queue writes only the mark; a place below a regular file cannot be written at all.
 TEST(IndexingQueueList, SaveWritesBomAndOnePathPerLine) {
     test::TempDir dir;
     const QStringList files = {dir.Write(QStringLiteral("Песни/первая песня.mp3"), "x"),
                                dir.Write(QStringLiteral("b.mkv"), "x")};
-    IndexingQueue queue = QueueOf(files);
-    queue.SetStatus(kStatusDone, files[0]);
     const QString list = dir.File(QStringLiteral("q.list"));
-    ASSERT_TRUE(queue.Save(list));
+    ASSERT_TRUE(QueueOf(files).Save(list));
     EXPECT_EQ(kBom + files[0].toUtf8() + kEol + files[1].toUtf8() + kEol, ReadBytes(list));
-
-    IndexingQueue reopened;
-    ASSERT_TRUE(reopened.Open(list));
-    EXPECT_EQ(files, PathsOf(reopened));
-    EXPECT_TRUE(reopened.At(0).status.isEmpty());
-    EXPECT_EQ(queue.At(0).created, reopened.At(0).created);
-    EXPECT_EQ(QStringLiteral("первая песня"), reopened.At(0).name);
-
-    // An empty queue writes only the mark; a place below a regular file cannot be written at all.
     ASSERT_TRUE(IndexingQueue().Save(list));
     EXPECT_EQ(kBom, ReadBytes(list));
-    EXPECT_FALSE(queue.Save(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/q.list")));
+    EXPECT_FALSE(QueueOf(files).Save(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/q.list")));
 }
 
 // Every case starts from a queue holding one file with a status: opening always clears it. A list that
@@ -283,11 +218,11 @@ TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
         QByteArray content;
         QStringList expected;
     } cases[] = {
-        {"CR LF with BOM", kBom + a + "\r\n" + b + "\r\n", Pick(files, "01")},
-        {"LF without BOM", a + "\n" + b + "\n" + c, Pick(files, "012")},
+        {"CR LF with BOM", kBom + a + "\r\n" + b + "\r\n", files.mid(0, 2)},
+        {"LF without BOM", a + "\n" + b + "\n" + c, files},
         {"empty lines and duplicates", kBom + "\r\n" + b + "\r\n\r\n" + a + "\r\n" + b + "\r\n\n",
-         Pick(files, "10")},
-        {"unsupported and capitals", kBom + unsupported + c + "\n", Pick(files, "2")},
+         (QStringList{files[1], files[0]})},
+        {"unsupported and capitals", kBom + unsupported + c + "\n", files.mid(2)},
         {"vanished file stays", gone.toUtf8() + "\n", {gone}},
         {"only the BOM", kBom, {}},
         {"nothing at all", QByteArray(), {}},

@@ -1,13 +1,20 @@
-// The envelope format is an interface with the companion search program: these tests pin its values
-// against the reference reduction written from the format's definition (support/media_fixtures.h).
+// What the worker computes from a file's bytes. The envelope format is an interface with the companion
+// search program: its values are pinned against the reference reduction written from the format's
+// definition (support/media_fixtures.h). Both digests from one read pass equal the independent ones, and a
+// copy made in the same pass is identical.
 
 #include <gtest/gtest.h>
 
+#include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
 #include <QtEndian>
 #include <random>
 #include <vector>
 
+#include "indexing/digests.h"
 #include "indexing/envelope.h"
 #include "support/media_fixtures.h"
 #include "support/temp_dir.h"
@@ -132,7 +139,6 @@ TEST(Envelope, RawFileSizes) {
         {"one block", 960, 1, 1, 0},
         {"under one block", 958, 0, 1, 0},
         {"empty", 0, 0, 0, 0},
-        {"just under a second more", 96000 * 61 - 1, 6099, 6100, 60},
         {"several read chunks", 2 * (3 * 512 * 1024 + 1234), 3279, 3280, 32},
     };
     test::TempDir dir;
@@ -150,16 +156,64 @@ TEST(Envelope, RawFileSizes) {
         EXPECT_EQ(r.envelope->Capacity(), c.capacity);
         EXPECT_EQ(r.duration, c.duration);
         EXPECT_EQ(ValuesOf(*r.envelope), Reference(samples));
-        // The stored form: the values as 16-bit little-endian, nothing when there are none.
-        const QString out = dir.File(QStringLiteral("env.bin"));
-        QFile::remove(out);
-        EXPECT_EQ(r.envelope->WriteValues(out), c.count > 0);
-        QFile f(out);
-        EXPECT_EQ(f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(), r.envelope->Blob());
+        // The stored form: the values as 16-bit little-endian (written to a file by the command line's
+        // envelope command, whose test checks the file); no file when there are none.
         EXPECT_EQ(test::ValuesOfBlob(r.envelope->Blob()), Reference(samples));
-        EXPECT_FALSE(r.envelope->WriteValues(dir.File(QStringLiteral("no/such/folder/env.bin"))));
+        EXPECT_EQ(r.envelope->WriteValues(dir.File(QStringLiteral("env.bin"))), c.count > 0);
     }
     EXPECT_FALSE(EnvelopeOfRawFile(dir.File(QStringLiteral("missing.dat"))).ok);
+}
+
+QString Hex(const QByteArray& bytes, QCryptographicHash::Algorithm algorithm) {
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, algorithm).toHex());
+}
+
+TEST(Digests, EqualIndependentDigestsAtChunkBoundariesAndCopyInTheSamePass) {
+    test::TempDir dir;
+    QRandomGenerator random(12345);
+    constexpr qint64 kMiB = 1024 * 1024;
+    for (const qint64 size : {qint64(0), qint64(1), qint64(64 * 1024 - 1), qint64(64 * 1024 + 1),
+                              4 * kMiB - 1, 4 * kMiB, 4 * kMiB + 1, 9 * kMiB + 12345}) {
+        SCOPED_TRACE(size);
+        QByteArray bytes(size, Qt::Uninitialized);
+        for (char& c : bytes) {
+            c = static_cast<char>(random.bounded(256));
+        }
+        const QString source = dir.Write(QStringLiteral("data %1.bin").arg(size), bytes);
+        // An older, longer file of the copy's name is replaced, not overwritten in place.
+        const QString target = dir.Write(QStringLiteral("copy/data.bin"), QByteArray(size + 3, 'x'));
+        bool copied = false;
+        for (const FileDigests& d : {DigestFile(source), CopyAndDigest(source, target, &copied)}) {
+            ASSERT_TRUE(d.ok);
+            EXPECT_EQ(d.bytes, size);
+            EXPECT_EQ(d.md5, Hex(bytes, QCryptographicHash::Md5));
+            EXPECT_EQ(d.sha256, Hex(bytes, QCryptographicHash::Sha256));
+        }
+        EXPECT_TRUE(copied);
+        QFile f(target);
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        EXPECT_TRUE(f.readAll() == bytes);
+    }
+    EXPECT_FALSE(DigestFile(dir.File(QStringLiteral("missing"))).ok);
+    EXPECT_FALSE(DigestFile(dir.Path()).ok);  // a folder
+}
+
+TEST(Digests, FailedCopyLeavesNoPartialTarget) {
+    test::TempDir dir;
+    const QString source = dir.Write(QStringLiteral("source.bin"), "abc");
+    const QString folder = dir.File(QStringLiteral("a folder"));
+    QDir().mkpath(folder);
+    bool copied = true;
+    EXPECT_FALSE(
+        CopyAndDigest(dir.File(QStringLiteral("missing")), dir.File(QStringLiteral("c")), &copied).ok);
+    EXPECT_FALSE(copied);
+    EXPECT_FALSE(QFile::exists(dir.File(QStringLiteral("c"))));
+    for (const QString& target : {dir.File(QStringLiteral("no/such/folder/copy.bin")), folder}) {
+        copied = true;
+        CopyAndDigest(source, target, &copied);
+        EXPECT_FALSE(copied) << target.toStdString();
+    }
+    EXPECT_TRUE(QFileInfo(folder).isDir());
 }
 
 }  // namespace

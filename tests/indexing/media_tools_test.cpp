@@ -1,12 +1,17 @@
-// The four tool commands: their exact argument lists, how they judge the tools by the files left behind,
-// and what the real id3-tags-cli reads from tagged files.
+// The outside tools: how they are started and found, the exact argument lists of the four commands, how
+// they judge the tools by the files left behind, and what the real id3-tags-cli reads from tagged files.
 
 #include <gtest/gtest.h>
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
+#include <QThread>
 
 #include "indexing/media_tools.h"
+#include "indexing/process_runner.h"
+#include "indexing/tool_locator.h"
 #include "support/media_fixtures.h"
 #include "support/temp_dir.h"
 
@@ -49,68 +54,59 @@ TEST(MediaTools, ArgumentListsAreExact) {
             .arg(in, dat, wav));
 }
 
+// Only the output file counts: an earlier run's output must not pass for this run's, and an exit code
+// is not judged. (Missing and crashing tools are the worker tests' cases.)
 TEST(MediaTools, ToolsAreJudgedByTheFilesTheyLeave) {
     TempDir dir;
     const QString out = dir.File(QStringLiteral("data.dat"));
     const QString wav = dir.File(QStringLiteral("data.wav"));
-    const struct {
-        const char* body;
-        bool output;
-    } cases[] = {{"exit 0", false},
-                 {"kill -SEGV $$", false},
-                 {"for last; do :; done; echo x > \"$last\"; exit 1", true},
-                 {nullptr, false}};  // no tool at all
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.body ? c.body : "missing");
-        // Output of an earlier run must not pass for this run's.
+    for (const bool writes : {false, true}) {
         dir.Write(QStringLiteral("data.dat"), "left over");
         dir.Write(QStringLiteral("data.wav"), "left over");
-        const QString tool = c.body ? WriteFakeTool(dir.File(QStringLiteral("tools")), QStringLiteral("t"),
-                                                    QString::fromLatin1(c.body))
-                                    : dir.File(QStringLiteral("missing"));
-        EXPECT_EQ(ConvertToRaw(tool, QStringLiteral("in.wav"), out, dir.Path()), c.output);
-        EXPECT_EQ(ExtractAudioTrack(tool, QStringLiteral("in.mkv"), wav, 0, dir.Path()), c.output);
-        EXPECT_EQ(QFile::exists(out), c.output);
+        const QString tool =
+            WriteFakeTool(dir.File(QStringLiteral("tools")), QStringLiteral("t"),
+                          writes ? QStringLiteral("for last; do :; done; echo x > \"$last\"; exit 1")
+                                 : QStringLiteral("exit 0"));
+        EXPECT_EQ(ConvertToRaw(tool, QStringLiteral("in.wav"), out, dir.Path()), writes);
+        EXPECT_EQ(ExtractAudioTrack(tool, QStringLiteral("in.mkv"), wav, 0, dir.Path()), writes);
+        EXPECT_EQ(QFile::exists(out), writes);
     }
 }
 
+// Every line counts, warnings included; ffprobe's standard error goes to errfile.rp.
 TEST(MediaTools, CountAudioTracksCountsEveryLineFfprobePrints) {
     TempDir dir;
     const QString tools = dir.File(QStringLiteral("tools"));
     const QString ffmpeg = WriteFakeTool(tools, QStringLiteral("ffmpeg"), QStringLiteral("exit 0"));
-    const struct {
-        const char* output;
-        int tracks;
-    } cases[] = {{"", 0},
-                 {"1\\n", 1},
-                 {"1\\n2\\n3\\n", 3},
-                 {"1\\r\\n2\\r\\n", 2},
-                 {"1\\nwarning: stray line\\n", 2},  // not filtered
-                 {"1\\n2", 2}};                      // no line break at the end
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.output);
-        WriteFakeTool(
-            tools, QStringLiteral("ffprobe"),
-            QStringLiteral("printf '%1'; echo 'noise on stderr' >&2").arg(QString::fromLatin1(c.output)));
-        EXPECT_EQ(CountAudioTracks(ffmpeg, QStringLiteral("in.mkv"), dir.Path()), c.tracks);
-        EXPECT_EQ(ReadText(dir.File(QStringLiteral("errfile.rp"))), QStringLiteral("noise on stderr\n"));
+    const std::pair<const char*, int> cases[] = {
+        {"", 0}, {"1\\n2\\n3\\n", 3}, {"1\\nwarning: stray line", 2}};
+    for (const auto& [output, tracks] : cases) {
+        SCOPED_TRACE(output);
+        WriteFakeTool(tools, QStringLiteral("ffprobe"),
+                      QStringLiteral("printf '%1'; echo 'noise' >&2").arg(QString::fromLatin1(output)));
+        EXPECT_EQ(CountAudioTracks(ffmpeg, QStringLiteral("in.mkv"), dir.Path()), tracks);
+        EXPECT_EQ(ReadText(dir.File(QStringLiteral("errfile.rp"))), QStringLiteral("noise\n"));
     }
-    QFile::remove(tools + QStringLiteral("/ffprobe"));
-    EXPECT_EQ(CountAudioTracks(ffmpeg, QStringLiteral("in.mkv"), dir.Path()), 0);
 }
 
+// The output is split into lines as a text list splits them (CR LF, LF or a lone CR; a byte-order mark
+// skipped; no empty line after the last break), each trimmed of blanks and control characters. Output
+// that starts with the tool's refusal is dropped.
 TEST(MediaTools, ReadTagsKeepsTheTrimmedLinesUnlessTheToolGaveUp) {
     TempDir dir;
     const struct {
         const char* printed;
         const char* info;
     } cases[] = {
-        {"Artist: A\nTitle: T\nAlbum: B\nYear: 1999\nTrack: 3\nGenre: Pop\n",
-         "Artist: A\nTitle: T\nAlbum: B\nYear: 1999\nTrack: 3\nGenre: Pop\n"},
-        {"Couldn't process given file\r\n", ""},
-        {"Artist: X\nCouldn't process given file\n", "Artist: X\nCouldn't process given file\n"},
-        {"  Artist: A \t\r\n\tTitle: T\001\r\n", "Artist: A\nTitle: T\n"},
         {"", ""},
+        {"\n", "\n"},
+        {"a\r\nb\r\n", "a\nb\n"},
+        {"a\n\nb", "a\n\nb\n"},
+        {"a\rb\n\r\n", "a\nb\n\n"},
+        {"\xEF\xBB\xBF\xD0\xB0\n", "\xD0\xB0\n"},
+        {"  Artist: A \t\r\n\tTitle: T\001\r\n", "Artist: A\nTitle: T\n"},
+        {"Couldn't process given file\r\nArtist: X\n", ""},
+        {"Artist: X\nCouldn't process given file\n", "Artist: X\nCouldn't process given file\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.printed);
@@ -123,27 +119,6 @@ TEST(MediaTools, ReadTagsKeepsTheTrimmedLinesUnlessTheToolGaveUp) {
     }
     EXPECT_EQ(ReadTags(dir.File(QStringLiteral("absent")), QStringLiteral("song.mp3"), dir.Path()).text,
               QString());
-}
-
-TEST(MediaTools, LoadLinesSplitsLikeATextList) {
-    TempDir dir;
-    const struct {
-        const char* bytes;
-        QStringList lines;
-    } cases[] = {
-        {"", {}},
-        {"\n", {QString()}},
-        {"a\r\nb\r\n", {QStringLiteral("a"), QStringLiteral("b")}},
-        {"a\n\nb", {QStringLiteral("a"), QString(), QStringLiteral("b")}},
-        {"a\rb\n\r\n", {QStringLiteral("a"), QStringLiteral("b"), QString()}},
-        {"\xEF\xBB\xBF\xD0\xB0\n", {QStringLiteral("а")}},
-    };
-    for (const auto& c : cases) {
-        bool ok = false;
-        EXPECT_EQ(LoadLines(dir.Write(QStringLiteral("lines.txt"), QByteArray(c.bytes)), &ok), c.lines)
-            << c.bytes;
-        EXPECT_TRUE(ok);
-    }
     bool ok = true;
     EXPECT_TRUE(LoadLines(dir.File(QStringLiteral("missing")), &ok).isEmpty());
     EXPECT_FALSE(ok);
@@ -160,12 +135,159 @@ TEST(MediaTools, RealTagToolReadsTaggedFiles) {
         ASSERT_FALSE(file.isEmpty());
         EXPECT_EQ(ReadTags(tool, file, dir.Path()).text, expected) << extension;
     }
-    // An untagged WAV still gives the six lines; a file that is no media gives "".
-    EXPECT_EQ(ReadTags(tool, MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61), dir.Path()).text,
-              QStringLiteral("Artist:\nTitle:\nAlbum:\nYear: 0\nTrack: 0\nGenre: 0\n"));
+    // A file that is no media gives "" (an untagged one: the worker tests).
     EXPECT_EQ(
         ReadTags(tool, dir.Write(QStringLiteral("not-media.wav"), QByteArray(100, 'x')), dir.Path()).text,
         QString());
+}
+
+TEST(ProcessRunner, ChildGetsItsArgumentsFolderEnvironmentAndOwnProcessGroup) {
+    TempDir dir;
+    const QString work = dir.File(QStringLiteral("рабочий каталог"));
+    QDir().mkpath(work);
+    // Field 5 of /proc/<pid>/stat (the third after the name) is the process group: a terminal's Ctrl+C must
+    // not reach the tools. Reading standard input ends at once; 20 MB on each output stream go nowhere
+    // without stalling.
+    const QString tool = WriteFakeTool(
+        dir.File(QStringLiteral("инструменты с \"кавычками\" 'и' пробелами")),
+        QStringLiteral("-tool with blank"),
+        QStringLiteral(
+            "for a; do printf '%s\\n' \"$a\"; done > args.txt; pwd > where.txt\n"
+            "printf '%s|%s' \"$SOX_OPTS\" \"$HOME\" > env.txt\n"
+            "echo $$ > pid.txt; sed 's/.*) //' /proc/$$/stat | cut -d' ' -f3 > pgid.txt; cat > stdin.txt\n"
+            "head -c 20000000 /dev/zero; head -c 20000000 /dev/zero >&2; echo done > end.txt"));
+    const QStringList args = {QStringLiteral("file with  two  blanks.mp3"),
+                              QStringLiteral("\"quoted\" name.wav"),
+                              QStringLiteral("Песня №1 — «ёлка».flac"),
+                              QStringLiteral("-leading-dash.ogg"),
+                              QStringLiteral("$HOME `id` ; | & * ?"),
+                              QStringLiteral("back\\slash'apostrophe"),
+                              QString()};
+    ASSERT_TRUE(RunAndWait(tool, args, work, {QStringLiteral("SOX_OPTS=-R")}));
+    const auto text = [&](const char* name) { return ReadText(work + u'/' + QLatin1String(name)); };
+    EXPECT_EQ(text("args.txt"), args.join(u'\n') + u'\n');
+    EXPECT_EQ(text("where.txt").trimmed(), work);
+    // The extra variable is added to the inherited environment, which stays.
+    EXPECT_EQ(text("env.txt"), QStringLiteral("-R|") + qEnvironmentVariable("HOME"));
+    EXPECT_EQ(text("pgid.txt"), text("pid.txt"));
+    EXPECT_EQ(text("stdin.txt"), QString());
+    EXPECT_EQ(text("end.txt"), QStringLiteral("done\n"));
+}
+
+TEST(ProcessRunner, ReportsOnlyWhetherTheProgramStarted) {
+    TempDir dir;
+    const QString absent = dir.File(QStringLiteral("no-such-tool"));
+    EXPECT_FALSE(RunAndWait(absent, {}, dir.Path()));
+    EXPECT_FALSE(RunDetached(absent, {}, dir.Path()));
+    // A tool that fails or crashes was still started: its exit is never judged.
+    for (const QString& body : {QStringLiteral("exit 3"), QStringLiteral("kill -SEGV $$")}) {
+        EXPECT_TRUE(RunAndWait(WriteFakeTool(dir.Path(), QStringLiteral("t"), body), {}, dir.Path()));
+    }
+}
+
+TEST(ProcessRunner, RedirectionReplacesOldOutputAndReadsTheInputFile) {
+    TempDir dir;
+    const QString tool =
+        WriteFakeTool(dir.Path(), QStringLiteral("io"), QStringLiteral("cat; echo \"$1\" >&2"));
+    const QString out = dir.Write(QStringLiteral("out.rp"), "stale output from an earlier run\n");
+    const QString err = dir.Write(QStringLiteral("err.rp"), "stale error\n");
+    const QString in = dir.Write(QStringLiteral("in.txt"), "line one\nстрока два\n");
+    ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("ошибка")}, dir.Path(), in, out, err));
+    EXPECT_EQ(ReadText(out), QStringLiteral("line one\nстрока два\n"));
+    EXPECT_EQ(ReadText(err), QStringLiteral("ошибка\n"));
+    // No input file name: the child reads nothing (the tool commands rely on it); a missing input file
+    // is made empty.
+    const QString missing = dir.File(QStringLiteral("missing-input.txt"));
+    for (const QString& input : {QString(), missing}) {
+        ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("x")}, dir.Path(), input, out, QString()));
+        EXPECT_EQ(ReadText(out), QString());
+    }
+    EXPECT_TRUE(QFile::exists(missing));
+    // A tool that cannot start leaves no stale output behind either (at most an empty file).
+    dir.Write(QStringLiteral("out.rp"), "stale\n");
+    EXPECT_FALSE(RunRedirected(dir.File(QStringLiteral("absent")), {}, dir.Path(), {}, out, err));
+    EXPECT_TRUE(!QFile::exists(out) || ReadText(out).isEmpty());
+}
+
+TEST(ProcessRunner, DetachedReturnsBeforeTheToolEnds) {
+    TempDir dir;
+    // The tool waits for a file that only appears after RunDetached has returned.
+    const QString tool =
+        WriteFakeTool(dir.Path(), QStringLiteral("waits"),
+                      QStringLiteral("while [ ! -e gate ]; do sleep 0.02; done; echo \"$1\" > detached.txt"));
+    ASSERT_TRUE(RunDetached(tool, {QStringLiteral("a b")}, dir.Path()));
+    QFile(dir.File(QStringLiteral("gate"))).open(QIODevice::WriteOnly);
+    const QString result = dir.File(QStringLiteral("detached.txt"));
+    QDeadlineTimer deadline(30000);
+    while (ReadText(result) != QStringLiteral("a b\n") && !deadline.hasExpired()) {
+        QThread::msleep(10);
+    }
+    EXPECT_EQ(ReadText(result), QStringLiteral("a b\n"));
+}
+
+// Replaces PATH until the end of the scope.
+auto ScopedPath(const QString& path) {
+    const QByteArray old = qgetenv("PATH");
+    qputenv("PATH", path.toUtf8());
+    return qScopeGuard([old] { qputenv("PATH", old); });
+}
+
+TEST(ToolLocator, TakesTheFirstPlaceThatHasTheTool) {
+    // Beside the program, in its SOX/FFMPEG folder, the Path of SOX.ini/FFMPEG.ini (not checked for
+    // existence), on PATH: each place is taken over all later ones, and is given up once emptied.
+    for (const QString& tool : {QStringLiteral("sox"), QStringLiteral("ffmpeg")}) {
+        SCOPED_TRACE(tool.toStdString());
+        TempDir dir;
+        const QString program = dir.File(QStringLiteral("программа с пробелом"));
+        const QString section = tool.toUpper();
+        const QString ini = QStringLiteral("/nowhere/настроенный/") + tool;
+        const QString places[] = {
+            WriteFakeTool(program, tool, QStringLiteral("exit 0")),
+            WriteFakeTool(program + u'/' + section, tool, QStringLiteral("exit 0")),
+            dir.Write(QStringLiteral("программа с пробелом/") + section + QStringLiteral(".ini"),
+                      QStringLiteral("[%1]\nPath=%2\n").arg(section, ini).toUtf8()),
+            WriteFakeTool(dir.File(QStringLiteral("bin")), tool, QStringLiteral("exit 0"))};
+        const auto path = ScopedPath(dir.File(QStringLiteral("bin")));
+        for (const QString& place : places) {
+            ToolLocator locator(program);
+            EXPECT_EQ(tool == QLatin1String("sox") ? locator.LocateSox() : locator.LocateFfmpeg(),
+                      place.endsWith(QLatin1String(".ini")) ? ini : place);
+            QFile::remove(place);
+        }
+        ToolLocator locator(program);
+        EXPECT_EQ(tool == QLatin1String("sox") ? locator.LocateSox() : locator.LocateFfmpeg(), QString());
+    }
+}
+
+TEST(ToolLocator, KeepsWhatItFoundAndSavesPathsForTheNextRun) {
+    TempDir dir;
+    const QString sox = WriteFakeTool(dir.Path(), QStringLiteral("sox"), QStringLiteral("exit 0"));
+    const auto path = ScopedPath(dir.File(QStringLiteral("empty")));
+    ToolLocator locator(dir.Path());
+    EXPECT_EQ(locator.LocateSox(), sox);
+    QFile::remove(sox);
+    EXPECT_EQ(locator.LocateSox(), sox);  // kept, not looked up again
+    EXPECT_EQ(ToolLocator(dir.Path()).LocateSox(), QString());
+    ASSERT_TRUE(locator.SaveSoxPath(QStringLiteral("/opt/звук/sox")));
+    ASSERT_TRUE(locator.SaveFfmpegPath(QStringLiteral("/opt/видео/ffmpeg")));
+    ToolLocator next(dir.Path());
+    EXPECT_EQ(next.LocateSox(), QStringLiteral("/opt/звук/sox"));
+    EXPECT_EQ(next.LocateFfmpeg(), QStringLiteral("/opt/видео/ffmpeg"));
+}
+
+TEST(ToolLocator, FfprobeLiesBesideFfmpeg) {
+    const char* const cases[][2] = {
+        {"/usr/bin/ffmpeg", "/usr/bin/ffprobe"},
+        {"/opt/ffmpeg/bin/ffmpeg", "/opt/ffmpeg/bin/ffprobe"},  // the folder part stays
+        {"/opt/ffmpeg-6/ffmpeg-static", "/opt/ffmpeg-6/ffprobe-static"},
+        {"ffmpeg", "ffprobe"},
+        {"/usr/bin/avconv", "/usr/bin/avconv"},  // no "ffmpeg" in the name: unchanged
+        {"/usr/bin/FFMPEG", "/usr/bin/FFMPEG"},  // names are case-sensitive here
+        {"", ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(FfprobePathFor(QString::fromUtf8(c[0])), QString::fromUtf8(c[1])) << c[0];
+    }
 }
 
 }  // namespace

@@ -7,21 +7,26 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <algorithm>
 
 namespace tembrix::test {
 
 namespace {
 
-// Runs a tool to completion; true when it exited with 0.
-bool RunTool(const QString& program, const QStringList& args, const QStringList& env = {}) {
+// The words of `text`.
+QStringList Words(const QString& text) {
+    return text.split(u' ');
+}
+
+const QStringList kFfmpeg = Words("-hide_banner -loglevel error -y -nostdin");
+
+// Runs a tool to completion (SoX in its repeatable mode, so a reference is made as the worker makes its
+// envelope); true when it exited with 0.
+bool RunTool(const QString& program, const QStringList& args) {
     QProcess p;
-    if (!env.isEmpty()) {
-        QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
-        for (const QString& kv : env) {
-            e.insert(kv.section(u'=', 0, 0), kv.section(u'=', 1));
-        }
-        p.setProcessEnvironment(e);
-    }
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("SOX_OPTS"), QStringLiteral("-R"));
+    p.setProcessEnvironment(env);
     p.setStandardInputFile(QProcess::nullDevice());
     p.setProcessChannelMode(QProcess::MergedChannels);
     p.start(program, args);
@@ -32,23 +37,6 @@ bool RunTool(const QString& program, const QStringList& args, const QStringList&
     return p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
-// sox synth arguments of tone variant `v`: its pitch and its tremolo speed and depth differ.
-QStringList SynthArgs(int seconds, int variant) {
-    const int pitch = 440 + 110 * variant;
-    const QString speed = QString::number(0.7 + 0.45 * variant, 'f', 2);
-    const QString depth = QString::number(80 - 15 * (variant % 4));
-    return {QStringLiteral("synth"),
-            QString::number(seconds),
-            QStringLiteral("sine"),
-            QString::number(pitch),
-            QStringLiteral("tremolo"),
-            speed,
-            depth};
-}
-
-const QStringList kFfmpegQuiet = {QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"),
-                                  QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-nostdin")};
-
 }  // namespace
 
 MediaFixtures& MediaFixtures::Instance() {
@@ -56,126 +44,84 @@ MediaFixtures& MediaFixtures::Instance() {
     return fixtures;
 }
 
-// Bump when the way fixtures are made changes, so stale ones are not reused.
-constexpr char kFixtureVersion[] = "1";
-
+// The version in the folder's name is bumped when the way fixtures are made changes.
 MediaFixtures::MediaFixtures()
-    : m_folder(QDir::cleanPath(QStringLiteral(TEMBRIX_BIN_DIR "/../test-media/v") +
-                               QLatin1String(kFixtureVersion))) {
+    : m_folder(QDir::cleanPath(QStringLiteral(TEMBRIX_BIN_DIR "/../test-media/v1"))) {
     QDir().mkpath(m_folder);
 }
 
-QString MediaFixtures::Made(const QString& key, const QString& name, const QString& program,
-                            const QStringList& args) {
-    const auto found = m_made.constFind(key);
-    if (found != m_made.constEnd()) {
-        return found.value();
+QString MediaFixtures::Made(const QString& name, const QString& program, QStringList args) {
+    if (m_made.contains(name)) {
+        return m_made.value(name);
     }
     const QString path = QDir(m_folder).filePath(name);
-    if (QFileInfo(path).size() > 0) {
-        m_made.insert(key, path);
-        return path;
-    }
     // Made under a name of this process, then renamed: another process never sees half a file.
     const QString partial = QDir(m_folder).filePath(
         QStringLiteral("partial-%1-%2").arg(QCoreApplication::applicationPid()).arg(name));
-    QStringList full = args;
-    full.replaceInStrings(QStringLiteral("{out}"), partial);
-    bool made = RunTool(program, full) && QFileInfo(partial).size() > 0;
-    if (made) {
+    bool made = QFileInfo(path).size() > 0;
+    if (!made && RunTool(program, args.replaceInStrings(QStringLiteral("{out}"), partial)) &&
+        QFileInfo(partial).size() > 0) {
         QFile::remove(path);
         made = QFile::rename(partial, path) || QFileInfo(path).size() > 0;
     }
     QFile::remove(partial);
-    m_made.insert(key, made ? path : QString());
-    return made ? path : QString();
+    m_made.insert(name, made ? path : QString());
+    return m_made.value(name);
 }
 
 QString MediaFixtures::Tone(const QString& extension, int seconds, int variant) {
     const QString stem = QStringLiteral("tone-%1s-v%2").arg(seconds).arg(variant);
-    const QString wavKey = stem + QStringLiteral(".wav");
-    QStringList wavArgs = {QStringLiteral("-n"), QStringLiteral("-r"),   QStringLiteral("22050"),
-                           QStringLiteral("-c"), QStringLiteral("1"),    QStringLiteral("-b"),
-                           QStringLiteral("16"), QStringLiteral("{out}")};
-    wavArgs += SynthArgs(seconds, variant);
-    const QString wav = Made(wavKey, wavKey, RealSox(), wavArgs);
+    // The variants differ in pitch and in the speed and depth of the tremolo.
+    const QString wav =
+        Made(stem + QStringLiteral(".wav"), RealSox(),
+             Words(QStringLiteral("-n -r 22050 -c 1 -b 16 {out} synth %1 sine %2 tremolo %3 %4")
+                       .arg(seconds)
+                       .arg(440 + 110 * variant)
+                       .arg(0.7 + 0.45 * variant, 0, 'f', 2)
+                       .arg(80 - 15 * (variant % 4))));
     if (wav.isEmpty() || extension == QLatin1String(".wav")) {
         return wav;
     }
-    const QString name = stem + extension;
-    static const QStringList kBySox = {
-        QStringLiteral(".mp3"), QStringLiteral(".ogg"), QStringLiteral(".flac"), QStringLiteral(".aiff"),
-        QStringLiteral(".au"),  QStringLiteral(".voc"), QStringLiteral(".snd")};
-    if (kBySox.contains(extension)) {
-        return Made(name, name, RealSox(), {wav, QStringLiteral("{out}")});
-    }
-    QStringList args = kFfmpegQuiet;
-    args += {QStringLiteral("-i"), wav};
-    if (extension == QLatin1String(".aac")) {
-        args += {QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"), QStringLiteral("adts")};
-    }
-    args += QStringLiteral("{out}");
-    return Made(name, name, RealFfmpeg(), args);
+    // SoX writes no MP4 audio: ffmpeg does.
+    return extension == QLatin1String(".m4a")
+               ? Made(stem + extension, RealFfmpeg(),
+                      kFfmpeg + QStringList{QStringLiteral("-i"), wav, QStringLiteral("{out}")})
+               : Made(stem + extension, RealSox(), {wav, QStringLiteral("{out}")});
 }
 
 QString MediaFixtures::Video(int audioTracks) {
-    const QString name = QStringLiteral("video-%1-tracks.mkv").arg(audioTracks);
-    if (m_made.contains(name)) {
-        return m_made.value(name);
-    }
-    QStringList args = kFfmpegQuiet;
-    args += {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-             QStringLiteral("color=c=black:s=16x16:r=1:d=61")};
+    QStringList args = kFfmpeg + Words("-f lavfi -i color=c=black:s=16x16:r=1:d=61");
+    QStringList maps = Words("-map 0:v");
     for (int t = 0; t < audioTracks; ++t) {
         const QString tone = Tone(QStringLiteral(".wav"), 61, t + 1);
         if (tone.isEmpty()) {
-            m_made.insert(name, QString());
             return QString();
         }
         args += {QStringLiteral("-i"), tone};
+        maps += {QStringLiteral("-map"), QStringLiteral("%1:a").arg(t + 1)};
     }
-    args += {QStringLiteral("-map"), QStringLiteral("0:v")};
-    for (int t = 0; t < audioTracks; ++t) {
-        args += {QStringLiteral("-map"), QStringLiteral("%1:a").arg(t + 1)};
-    }
-    args += {QStringLiteral("-c:v"),      QStringLiteral("libx264"), QStringLiteral("-preset"),
-             QStringLiteral("ultrafast"), QStringLiteral("-c:a"),    QStringLiteral("pcm_s16le"),
-             QStringLiteral("{out}")};
-    return Made(name, name, RealFfmpeg(), args);
+    return Made(QStringLiteral("video-%1-tracks.mkv").arg(audioTracks), RealFfmpeg(),
+                args + maps + Words("-c:v libx264 -preset ultrafast -c:a pcm_s16le {out}"));
 }
-
-namespace {
-
-QStringList TagArgs() {
-    return {QStringLiteral("-metadata"), QStringLiteral("artist=Исполнитель Тест"),
-            QStringLiteral("-metadata"), QStringLiteral("title=Title One"),
-            QStringLiteral("-metadata"), QStringLiteral("album=Album X"),
-            QStringLiteral("-metadata"), QStringLiteral("date=2001"),
-            QStringLiteral("-metadata"), QStringLiteral("track=7"),
-            QStringLiteral("-metadata"), QStringLiteral("genre=Rock")};
-}
-
-}  // namespace
 
 QString MediaFixtures::Tagged(const QString& extension) {
     const QString wav = Tone(QStringLiteral(".wav"), 61, 5);
     if (wav.isEmpty()) {
         return QString();
     }
-    QStringList args = kFfmpegQuiet;
-    args += {QStringLiteral("-i"), wav};
-    args += TagArgs();
-    if (extension == QLatin1String(".mp3")) {
-        args += {QStringLiteral("-id3v2_version"), QStringLiteral("3")};
-    } else if (extension == QLatin1String(".aiff")) {
-        args += {QStringLiteral("-write_id3v2"), QStringLiteral("1")};
-    } else if (extension == QLatin1String(".wma")) {
-        // The ASF muxer keeps "date" under its own name; the year's attribute is WM/Year.
-        args += {QStringLiteral("-metadata"), QStringLiteral("WM/Year=2001")};
+    QStringList args = kFfmpeg + QStringList{QStringLiteral("-i"), wav};
+    for (const char* tag : {"artist=Исполнитель Тест", "title=Title One", "album=Album X", "date=2001",
+                            "track=7", "genre=Rock"}) {
+        args += {QStringLiteral("-metadata"), QString::fromUtf8(tag)};
     }
-    args += QStringLiteral("{out}");
-    const QString name = QStringLiteral("tagged") + extension;
-    return Made(name, name, RealFfmpeg(), args);
+    // MP3 and AIFF get their ID3v2 tags only when asked; the ASF muxer keeps "date" under its own name.
+    const QMap<QString, QString> extra = {{QStringLiteral(".mp3"), QStringLiteral("-id3v2_version 3")},
+                                          {QStringLiteral(".aiff"), QStringLiteral("-write_id3v2 1")},
+                                          {QStringLiteral(".wma"), QStringLiteral("-metadata WM/Year=2001")}};
+    if (extra.contains(extension)) {
+        args += Words(extra.value(extension));
+    }
+    return Made(QStringLiteral("tagged") + extension, RealFfmpeg(), args << QStringLiteral("{out}"));
 }
 
 QString RealSox() {
@@ -195,9 +141,7 @@ QString WriteFakeTool(const QString& folder, const QString& name, const QString&
     const QString path = QDir(folder).filePath(name);
     QFile f(path);
     if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        f.write("#!/bin/sh\n");
-        f.write(body.toUtf8());
-        f.write("\n");
+        f.write("#!/bin/sh\n" + body.toUtf8() + "\n");
         f.close();
         f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
                          QFileDevice::ReadGroup | QFileDevice::ExeGroup);
@@ -207,79 +151,50 @@ QString WriteFakeTool(const QString& folder, const QString& name, const QString&
 
 std::vector<uint16_t> ReduceSamples(const QByteArray& raw) {
     std::vector<uint16_t> values;
-    const qsizetype samples = raw.size() / 2;
     const auto* bytes = reinterpret_cast<const unsigned char*>(raw.constData());
     uint32_t peaks[10] = {};
-    int inBlock = 0;
-    for (qsizetype i = 0; i < samples; ++i) {
+    for (qsizetype i = 0; i < raw.size() / 2; ++i) {
         const auto s = static_cast<int16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
-        uint32_t a = 0;
-        if (s == -32768) {
-            a = 4294934528u;  // |s| in 16 bits is still -32768, sign-extended
-        } else {
-            a = static_cast<uint32_t>(s < 0 ? -s : s);
-        }
-        uint32_t& peak = peaks[inBlock / 48];
-        if (a > peak) {
-            peak = a;
-        }
-        if (++inBlock == 480) {
+        // |s| in 16 bits is still -32768 for -32768, sign-extended.
+        const uint32_t a = s == -32768 ? 4294934528u : static_cast<uint32_t>(s < 0 ? -s : s);
+        peaks[i % 480 / 48] = std::max(peaks[i % 480 / 48], a);
+        if (i % 480 == 479) {
             uint32_t sum = 0;
             for (uint32_t& p : peaks) {
                 sum += p;
                 p = 0;
             }
             values.push_back(static_cast<uint16_t>(sum / 10));
-            inBlock = 0;
         }
     }
     return values;
 }
 
-std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file) {
+std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file, int track) {
     QTemporaryDir dir;
-    const QString raw = dir.filePath(QStringLiteral("reference.raw"));
-    const QStringList args = {file,
-                              QStringLiteral("--bits"),
-                              QStringLiteral("16"),
-                              QStringLiteral("--channels"),
-                              QStringLiteral("1"),
-                              QStringLiteral("--encoding"),
-                              QStringLiteral("signed-integer"),
-                              QStringLiteral("--rate"),
-                              QStringLiteral("48000"),
-                              QStringLiteral("--type"),
-                              QStringLiteral("raw"),
-                              raw};
-    if (!RunTool(RealSox(), args, {QStringLiteral("SOX_OPTS=-R")})) {
-        return {};
+    QString input = file;
+    if (track >= 0) {
+        input = dir.filePath(QStringLiteral("track.wav"));
+        if (!RunTool(RealFfmpeg(), kFfmpeg + QStringList{QStringLiteral("-i"), file} + Words("-vn -map") +
+                                       QStringList{QStringLiteral("0:a:%1").arg(track), input})) {
+            return {};
+        }
     }
+    const QString raw = dir.filePath(QStringLiteral("reference.raw"));
     QFile f(raw);
-    if (!f.open(QIODevice::ReadOnly)) {
+    if (!RunTool(RealSox(),
+                 QStringList{input} +
+                     Words("--bits 16 --channels 1 --encoding signed-integer --rate 48000 --type raw") +
+                     QStringList{raw}) ||
+        !f.open(QIODevice::ReadOnly)) {
         return {};
     }
     return ReduceSamples(f.readAll());
 }
 
-std::vector<uint16_t> ReferenceEnvelopeOfTrack(const QString& file, int track) {
-    QTemporaryDir dir;
-    const QString wav = dir.filePath(QStringLiteral("track.wav"));
-    QStringList args = kFfmpegQuiet;
-    args += {QStringLiteral("-i"),
-             file,
-             QStringLiteral("-vn"),
-             QStringLiteral("-map"),
-             QStringLiteral("0:a:%1").arg(track),
-             wav};
-    if (!RunTool(RealFfmpeg(), args)) {
-        return {};
-    }
-    return ReferenceEnvelopeOf(wav);
-}
-
 std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob) {
-    std::vector<uint16_t> values(static_cast<size_t>(blob.size() / 2));
     const auto* bytes = reinterpret_cast<const unsigned char*>(blob.constData());
+    std::vector<uint16_t> values(static_cast<size_t>(blob.size() / 2));
     for (size_t k = 0; k < values.size(); ++k) {
         values[k] = static_cast<uint16_t>(bytes[2 * k] | (bytes[2 * k + 1] << 8));
     }

@@ -16,10 +16,9 @@ public:
     // The fixtures of this process.
     static MediaFixtures& Instance();
 
-    // A tone in the format of `extension` (with its dot): ".wav", ".mp3", ".ogg", ".flac", ".aiff", ".au",
-    // ".voc", ".snd" (made by sox), ".m4a", ".opus", ".aac", ".wma" (made by ffmpeg). `variant` selects
-    // one of several distinct signals (different pitch and tremolo, hence different bytes and envelope).
-    // "" when the file could not be made.
+    // A tone in the format of `extension` (with its dot): ".m4a" or any format sox writes (".wav", ".mp3",
+    // ".ogg", ".flac", …). `variant` selects one of several distinct signals (different pitch and tremolo,
+    // hence different bytes and envelope). "" when the file could not be made.
     QString Tone(const QString& extension, int seconds, int variant = 0);
     // A Matroska video, 61 s, tiny black picture, with `audioTracks` audio tracks (0 = none); track t is
     // Tone variant t + 1, so each track has its own envelope.
@@ -29,15 +28,13 @@ public:
     // ".wma" (ASF).
     QString Tagged(const QString& extension);
 
-    // The folder that holds the fixtures.
-    QString Folder() const { return m_folder; }
-
 private:
     MediaFixtures();
-    QString Made(const QString& key, const QString& name, const QString& program, const QStringList& args);
+    // Runs `program` with `args` ("{out}" standing for the file) unless `name` was made before.
+    QString Made(const QString& name, const QString& program, QStringList args);
 
     QString m_folder;
-    QMap<QString, QString> m_made;  // key -> path ("" when making failed)
+    QMap<QString, QString> m_made;  // name -> path ("" when making failed)
 };
 
 // The real tools and the folder of the built programs (which holds id3-tags-cli and id3-tags/).
@@ -49,15 +46,13 @@ QString ProgramDir();
 // the "#!/bin/sh" line, and returns its path.
 QString WriteFakeTool(const QString& folder, const QString& name, const QString& body);
 
-// The envelope of `file` as an independent reference: runs the real SoX with the worker's exact
-// arguments and its repeatable mode into a temporary raw file, then reduces it sample by sample: every
-// 480 samples, the mean (rounded down) of the ten 48-sample peaks of |s|, where |-32768| counts as
-// 4294934528 and the sum wraps modulo 2^32. A trailing part block gives no value. Empty on failure.
-std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file);
-// The same for audio track `track` of a container: ffmpeg writes the track to a WAV file first, as the
-// worker has it done.
-std::vector<uint16_t> ReferenceEnvelopeOfTrack(const QString& file, int track);
-// The same reduction of raw little-endian samples already in memory.
+// The envelope of `file` (of its audio track `track` when not -1, which ffmpeg writes to a WAV file
+// first, as the worker has it done) as an independent reference: the real SoX converts it as the worker
+// does, in its repeatable mode, and ReduceSamples reduces the raw output. Empty on failure.
+std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file, int track = -1);
+// Raw little-endian samples reduced as the envelope format defines: every 480 samples, the mean (rounded
+// down) of the ten 48-sample peaks of |s|, where |-32768| counts as 4294934528 and the sum wraps modulo
+// 2^32. A trailing part block gives no value.
 std::vector<uint16_t> ReduceSamples(const QByteArray& raw);
 // The values of an envelope blob.
 std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob);

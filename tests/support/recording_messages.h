@@ -17,29 +17,18 @@ public:
     void ShowMessage(const QString& text) override { shown.append(text); }
     bool AskYesNo(const QString& title, const QString& text) override {
         asked.append(title + QStringLiteral(" | ") + text);
-        if (answers.empty()) {
-            return true;
-        }
-        const bool a = answers.front();
-        answers.pop_front();
-        return a;
+        return Next(answers, true);
     }
     QString ChooseOpenFile(const QString& title, const QString&, const QString&) override {
-        return Pop(title);
+        return Chosen(choices, title);
     }
     QStringList ChooseOpenFiles(const QString& title, const QString&, const QString&) override {
-        chooserTitles.append(title);
-        if (fileLists.empty()) {
-            return {};
-        }
-        QStringList l = fileLists.front();
-        fileLists.pop_front();
-        return l;
+        return Chosen(fileLists, title);
     }
     QString ChooseSaveFile(const QString& title, const QString&, const QString&) override {
-        return Pop(title);
+        return Chosen(choices, title);
     }
-    QString ChooseFolder(const QString& title, const QString&) override { return Pop(title); }
+    QString ChooseFolder(const QString& title, const QString&) override { return Chosen(choices, title); }
 
     QStringList shown;                  // message box texts, in order
     QStringList asked;                  // "title | text" of every question
@@ -49,14 +38,19 @@ public:
     std::deque<QStringList> fileLists;  // replies to multi-file choosers
 
 private:
-    QString Pop(const QString& title) {
-        chooserTitles.append(title);
-        if (choices.empty()) {
-            return {};
+    template <typename T>
+    T Next(std::deque<T>& replies, T otherwise) {
+        if (replies.empty()) {
+            return otherwise;
         }
-        QString c = choices.front();
-        choices.pop_front();
-        return c;
+        T reply = replies.front();
+        replies.pop_front();
+        return reply;
+    }
+    template <typename T>
+    T Chosen(std::deque<T>& replies, const QString& title) {
+        chooserTitles.append(title);
+        return Next(replies, T());
     }
     UserMessages* m_previous = nullptr;
 };
