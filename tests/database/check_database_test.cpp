@@ -50,15 +50,11 @@ CheckRun RunCheck(CheckDatabase& worker) {
     return run;
 }
 
-// A row whose index holds `values` plain values stored in `size` bytes (-1: exactly their bytes).
+// A row of `path` whose index holds `values` plain values stored in `size` bytes (-1: exactly their bytes).
 RawRow Row(const QString& md5, const QString& path, int values = 6000, int64_t size = -1) {
-    RawRow r;
-    r.md5 = md5;
-    r.sha2 = QStringLiteral("sha-") + md5;
+    RawRow r = test::Row(md5, values);
     r.sourcePath = path;
-    r.sourceFileName = md5;
-    r.indexData = test::PlainEnvelope(values);
-    r.indexSize = size < 0 ? r.indexData.size() : size;
+    r.indexSize = size < 0 ? r.indexSize : size;
     return r;
 }
 
@@ -171,41 +167,36 @@ TEST_F(CheckDatabaseTest, CountsEveryNegativeValueOfAVeryLongEnvelope) {
 
 TEST_F(CheckDatabaseTest, EachOptionSkipsOnlyItsPass) {
     MakeFaulty();
+    // The pass a line comes from: 0 duplicates, 1 empty fields, 2 sources, 3 index data.
     const auto passOf = [](const QString& line) {
-        if (line.contains("дубликаты")) {
-            return 0;
-        }
-        if (line.contains("пустые поля") || line.contains("короткие")) {
-            return 1;
-        }
-        return line.contains("Исходный файл") ? 2 : 3;
+        return line.contains("дубликаты")                                  ? '0'
+               : line.contains("пустые поля") || line.contains("короткие") ? '1'
+               : line.contains("Исходный файл")                            ? '2'
+                                                                           : '3';
     };
+    // Options in field order (duplicates, empty, sources, values, sizes); either index option runs the
+    // whole index pass.
     const struct {
-        bool duplicates, empty, sources, values, sizes;
-        QList<int> passes;  // the passes that must report
-    } cases[] = {
-        {true, true, true, true, true, {0, 1, 2, 3}},  {false, true, true, true, true, {1, 2, 3}},
-        {true, false, true, true, true, {0, 2, 3}},    {true, true, false, true, true, {0, 1, 3}},
-        {true, true, true, false, true, {0, 1, 2, 3}},  // either index option runs the whole index pass
-        {true, true, true, true, false, {0, 1, 2, 3}}, {true, true, true, false, false, {0, 1, 2}},
-        {false, false, false, false, false, {}},
-    };
+        const char* options;
+        const char* passes;
+    } cases[] = {{"11111", "0123"}, {"01111", "123"},  {"10111", "023"}, {"11011", "013"},
+                 {"11101", "0123"}, {"11110", "0123"}, {"11100", "012"}, {"00000", ""}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.duplicates << c.empty << c.sources << c.values << c.sizes);
+        SCOPED_TRACE(c.options);
         CheckDatabase worker(store);
-        worker.checkDuplicates = c.duplicates;
-        worker.checkEmptyFields = c.empty;
-        worker.checkSourceFiles = c.sources;
-        worker.checkIndexValues = c.values;
-        worker.checkIndexSizes = c.sizes;
+        worker.checkDuplicates = c.options[0] == '1';
+        worker.checkEmptyFields = c.options[1] == '1';
+        worker.checkSourceFiles = c.options[2] == '1';
+        worker.checkIndexValues = c.options[3] == '1';
+        worker.checkIndexSizes = c.options[4] == '1';
         const CheckRun run = RunCheck(worker);
-        QList<int> passes;
+        QString passes;
         for (const QString& line : run.lines) {
             if (!passes.contains(passOf(line))) {
-                passes.append(passOf(line));
+                passes += passOf(line);
             }
         }
-        EXPECT_EQ(passes, c.passes);
+        EXPECT_EQ(passes, QString::fromLatin1(c.passes));
         EXPECT_EQ(run.finishes, 1);
         EXPECT_EQ(run.finishProgress, 100);
     }
