@@ -1,139 +1,219 @@
-// tembrix-cli envelope, create, list, show, clear and vacuum, run as a separate process: arguments,
-// output format and exit codes.
+// tembrix-cli envelope, create, list, show, clear, vacuum, check, import and stats, run as a separate
+// process: their output and exit status. What the store and the workers find is checked by the database
+// tests; here how each command hands it on.
 
 #include <gtest/gtest.h>
 
 #include <QFile>
 #include <QtEndian>
 
-#include "database/index_store.h"
+#include "database/maint_test_db.h"
 #include "support/cli_runner.h"
+#include "support/media_fixtures.h"
 #include "support/temp_dir.h"
 
 namespace tembrix {
 namespace {
 
-using test::RunCli;
+using test::ImportSummary;
+using test::RawRow;
+using test::Row;
 
-TEST(CliEnvelope, WritesTheBlobAndPrintsItsFigures) {
-    test::TempDir dir;
-    // 2.5 blocks: block 0 peaks 1000 in every sub-block, block 1 holds one -32768, then 240 samples.
-    QByteArray raw(1200 * 2, '\0');
-    for (int sub = 0; sub < 10; ++sub) {
-        qToLittleEndian<int16_t>(-1000, raw.data() + 2 * sub * 48);
-    }
-    qToLittleEndian<int16_t>(-32768, raw.data() + 2 * 485);
-    raw.append('\x01');  // odd byte: ignored
-    const QString out = dir.File(QStringLiteral("out.env"));
-    const auto r = RunCli({QStringLiteral("envelope"), dir.Write(QStringLiteral("in.dat"), raw), out});
-    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_EQ(r.OutLines(), QStringList{QStringLiteral("count=2 index_size=4 duration=0")});
-    QFile f(out);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray blob = f.readAll();
-    ASSERT_EQ(blob.size(), 4);
-    EXPECT_EQ(qFromLittleEndian<uint16_t>(blob.constData()), 1000);
-    EXPECT_EQ(qFromLittleEndian<uint16_t>(blob.constData() + 2), static_cast<uint16_t>(4294934528u / 10));
-}
-
-TEST(CliEnvelope, BadArgumentsAndUnreadableInputExitWithTwo) {
-    test::TempDir dir;
-    const QString e = QStringLiteral("envelope");
-    const QStringList cases[] = {
-        {e},
-        {e, dir.File(QStringLiteral("none.dat")), dir.File(QStringLiteral("o"))},
-        {e, dir.Write(QStringLiteral("x.dat"), QByteArray(960, 'a')), dir.File(QStringLiteral("no/dir/o"))},
-        {e, QStringLiteral("--fast"), QStringLiteral("a"), QStringLiteral("b")},
-        {QStringLiteral("no-such-command")},
-        {},
-    };
-    for (const QStringList& args : cases) {
-        SCOPED_TRACE(args.join(u' ').toStdString());
-        const auto r = RunCli(args);
-        EXPECT_EQ(r.exitCode, 2);
-        EXPECT_FALSE(r.err.isEmpty());
-    }
-    EXPECT_EQ(RunCli({QStringLiteral("--help")}).exitCode, 0);
-}
-
-class CliDatabaseTest : public ::testing::Test {
+class CliTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        db = dir.File(QStringLiteral("x.db"));
         // A settings folder of its own, so no desktop settings leak into --db defaults.
         env.insert(QStringLiteral("XDG_DATA_HOME"), dir.File(QStringLiteral("xdg")));
-        const auto r = RunCli({QStringLiteral("create"), db}, env);
-        ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     }
-    void Insert(const QString& name, int track, int tracks, const QString& info = {}) {
-        TDataModule1 store;
-        ASSERT_TRUE(store.Connect(db));
-        IndexRecord r;
-        r.md5 = name;
-        r.sha2 = QStringLiteral("s") + name;
-        r.source_size = 1234567;
-        r.source_path = QStringLiteral("/m/") + name + QStringLiteral(".mkv");
-        r.source_file_name = name;
-        r.extension = QStringLiteral("mkv");
-        r.type = kTypeVideo;
-        r.audio_track = track;
-        r.all_tracks = tracks;
-        r.duration = 3725;
-        r.created = QStringLiteral("05.06.2023");
-        r.info = info;
-        r.index_size = 4;
-        const uint16_t v[2] = {3, 4};
-        ASSERT_EQ(store.InsertRecordWithIndex(r, v), 0);
-    }
-    test::CliResult Run(const char* command, QStringList more = {}) {
-        return RunCli(QStringList{QString::fromUtf8(command), QStringLiteral("--db"), db} + more, env);
+    test::CliResult Cli(const QStringList& args) { return test::RunCli(args, env); }
+    // `command` --db <db> `more`.
+    test::CliResult Run(const char* command, const QStringList& more = {}) {
+        return Cli(QStringList{QString::fromUtf8(command), QStringLiteral("--db"), db} + more);
     }
 
     test::TempDir dir;
-    QString db;
+    QString db = dir.File(QStringLiteral("main.db"));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
 };
 
-TEST_F(CliDatabaseTest, ListShowClearAndVacuum) {
-    EXPECT_EQ(RunCli({QStringLiteral("create"), db}, env).exitCode, 2);  // refuses an existing file
-    Insert(QStringLiteral("zeta"), 0, 1);
-    Insert(QStringLiteral("film"), 1, 3, QStringLiteral("Artist: X\nTitle: Y\n"));
-    const auto list = Run("list");
-    ASSERT_EQ(list.exitCode, 0);
-    EXPECT_EQ(list.OutLines(), (QStringList{QStringLiteral("2\tfilm [2]"), QStringLiteral("1\tzeta")}));
+TEST_F(CliTest, EnvelopeWritesTheBlobAndPrintsItsFigures) {
+    // 2.5 blocks, one sample of them -32768, and an odd byte, which is ignored.
+    QByteArray raw(1200 * 2, '\0');
+    for (int i = 0; i < 1200; ++i) {
+        qToLittleEndian<int16_t>(static_cast<int16_t>(i == 485 ? -32768 : i * 37 % 2000 - 1000),
+                                 raw.data() + 2 * i);
+    }
+    const QString out = dir.File(QStringLiteral("out.env"));
+    const auto r = Cli({"envelope", dir.Write(QStringLiteral("in.dat"), raw + '\x01'), out});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_EQ(r.OutLines(), QStringList{"count=2 index_size=4 duration=0"});
+    QFile f(out);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(test::ValuesOfBlob(f.readAll()), test::ReduceSamples(raw));
+}
 
-    const auto show = Run("show", {QStringLiteral("2")});
-    ASSERT_EQ(show.exitCode, 0) << show.err.toStdString();
+// Every refusal exits with 2 and says why on standard error, before any output.
+TEST_F(CliTest, RefusalsExitWithTwoAndSayWhy) {
+    ASSERT_TRUE(test::MakeDatabase(db));
+    const QString none = dir.File(QStringLiteral("none.db"));
+    const QString text = dir.Write(QStringLiteral("text.db"), QByteArray(2048, 't'));
+    const QString noTable = dir.File(QStringLiteral("bare.db"));
+    ASSERT_TRUE(SqliteConnection().Open(noTable));
+    const QString raw = dir.Write(QStringLiteral("x.dat"), QByteArray(960, 'a'));
+    const struct {
+        QStringList args;
+        const char* says;
+    } cases[] = {
+        {{}, "Usage: tembrix-cli COMMAND"},
+        {{"no-such-command"}, "Unknown command: no-such-command"},
+        {{"envelope", none, dir.File("o")}, "Cannot read the raw audio file: "},
+        {{"envelope", raw, dir.File("no/dir/o")}, "Cannot write the envelope file: "},
+        {{"create", db}, "The file exists already: "},
+        {{"list"}, "No database: pass --db DB"},
+        {{"list", "--db", none}, "Не найден файл: "},
+        {{"list", "--db", text}, "Ошибка подключения к базе данных!"},
+        {{"stats", "--db", noTable}, "The database has no table Data: "},
+        {{"show", "--db", db, "abc"}, "Not a record id: abc"},
+        {{"check", "--db", db, "--fast"}, "Unknown option --fast"},
+        {{"stats", "--db", db, "extra"}, "Usage: tembrix-cli stats"},
+        {{"import", "--db", db, none}, "Выберите импортируемую базу данных!"},
+        {{"import", "--db", db, text}, "Ошибка подключения импортируемой базы данных!"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args.join(u' ').toStdString());
+        const auto r = Cli(c.args);
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_TRUE(r.err.contains(QString::fromUtf8(c.says))) << r.err.toStdString();
+        EXPECT_TRUE(r.out.isEmpty()) << r.out.toStdString();
+    }
+    EXPECT_FALSE(QFile::exists(none));  // never created by an attempt
+    EXPECT_EQ(Cli({"--help"}).exitCode, 0);
+}
+
+TEST_F(CliTest, CreateListShowVacuumAndClear) {
+    const QString fresh = dir.File(QStringLiteral("fresh.db"));
+    const auto created = Cli({"create", fresh});
+    EXPECT_EQ(created.exitCode, 0) << created.err.toStdString();
+    EXPECT_EQ(created.OutLines(), QStringList{"Создана база данных: " + fresh});
+    EXPECT_EQ(Cli({"list", "--db", fresh}).exitCode, 0);  // the table is there
+
+    RawRow film = Row("film");
+    film.sourceSize = QStringLiteral("1234567");
+    film.sourcePath = QStringLiteral("/m/film.mkv");
+    film.extension = QStringLiteral("mkv");
+    film.type = kTypeVideo;
+    film.audioTrack = 1;
+    film.allTracks = 3;
+    film.duration = 3725;
+    film.created = QStringLiteral("05.06.2023");
+    film.info = QStringLiteral("Artist: X\nTitle: Y\n");
+    ASSERT_TRUE(test::MakeDatabase(db, {Row("zeta"), film}));
+    const auto list = Run("list");
+    EXPECT_EQ(list.exitCode, 0);
+    EXPECT_EQ(list.OutLines(), (QStringList{"2\tfilm [2]", "1\tzeta"}));
+    const auto show = Run("show", {"2"});
+    EXPECT_EQ(show.exitCode, 0) << show.err.toStdString();
     EXPECT_EQ(show.out,
               QString("Имя исходника=film\nИсходный файл=/m/film.mkv\nРазмер исходника=1 234 567\n"
-                      "SHA2 хэш=sfilm\nMD5 хэш=film\nПродолжительность=1:02:05 (3 725 сек)\nРасширение=mkv\n"
-                      "Тип=видео\nНомер аудио дорожки=2\nВсего аудио дорожек=3\nДата создания=05.06.2023\n"
-                      "Размер индексного файла=4\n\nArtist: X\nTitle: Y\n"));
-    EXPECT_EQ(Run("show", {QStringLiteral("99")}).exitCode, 1);
-    EXPECT_EQ(Run("show", {QStringLiteral("abc")}).exitCode, 2);
+                      "SHA2 хэш=sha-film\nMD5 хэш=film\nПродолжительность=1:02:05 (3 725 сек)\n"
+                      "Расширение=mkv\nТип=видео\nНомер аудио дорожки=2\nВсего аудио дорожек=3\n"
+                      "Дата создания=05.06.2023\nРазмер индексного файла=12 000\n\nArtist: X\nTitle: Y\n"));
+    EXPECT_EQ(Run("show", {"99"}).exitCode, 1);
 
-    EXPECT_EQ(Run("vacuum").exitCode, 0);
+    const auto vacuum = Run("vacuum");
+    EXPECT_EQ(vacuum.exitCode, 0);
+    EXPECT_EQ(vacuum.OutLines(), QStringList{"База данных сжата!"});
     const auto clear = Run("clear");
     EXPECT_EQ(clear.exitCode, 0);
-    EXPECT_EQ(clear.OutLines(), QStringList{QStringLiteral("База данных успешно очищена!")});
+    EXPECT_EQ(clear.OutLines(), QStringList{"База данных успешно очищена!"});
     EXPECT_TRUE(Run("list").out.isEmpty());
 }
 
-TEST_F(CliDatabaseTest, ConnectionProblemsExitWithTwo) {
-    const QString noTable = dir.File(QStringLiteral("empty.db"));
-    ASSERT_TRUE(TDataModule1().Connect(noTable));
-    const QStringList cases[] = {
-        {QStringLiteral("list"), QStringLiteral("--db"), dir.File(QStringLiteral("none.db"))},
-        {QStringLiteral("list"), QStringLiteral("--db"), dir.Write(QStringLiteral("text.db"), "hello")},
-        {QStringLiteral("list"), QStringLiteral("--db"), noTable},
-        {QStringLiteral("list")},  // no database anywhere
-    };
-    for (const QStringList& args : cases) {
-        SCOPED_TRACE(args.join(u' ').toStdString());
-        const auto r = RunCli(args, env);
-        EXPECT_EQ(r.exitCode, 2);
-        EXPECT_FALSE(r.err.isEmpty());
+TEST_F(CliTest, CheckPrintsItsFindingsThenTheirNumberAndMapsEachOption) {
+    const QString existing = dir.Write(QStringLiteral("b.mp3"), "x");
+    RawRow noInfo = Row("b");
+    noInfo.sourcePath = existing;
+    noInfo.info.clear();
+    RawRow shortIndex = Row("c", 2999);
+    shortIndex.sourcePath = existing;
+    ASSERT_TRUE(test::MakeDatabase(db, {Row("a"), Row("a"), noInfo, shortIndex}));
+    const QStringList all = Run("check", {"--sources"}).OutLines();
+    ASSERT_EQ(all.size(), 7) << all.join(u'\n').toStdString();
+    // Which row of the duplicate pair names it is SQLite's choice.
+    EXPECT_TRUE(all[0].endsWith("\tНайдены  дубликаты (2)")) << all[0].toStdString();
+    EXPECT_EQ(all.mid(1),
+              (QStringList{"Id=3\tНайдены пустые поля (info)", "Id=1\tИсходный файл не найден: /music/a.mp3",
+                           "Id=2\tИсходный файл не найден: /music/a.mp3",
+                           "Id=4\tРазмер индексных данных (5998) менее минуты!", "Проверка закончена!",
+                           "Найдено замечаний: 5"}));
+    // Sources are looked for only on request; each --no-* switches its pass off.
+    const struct {
+        QStringList options;
+        const char* pass;
+    } cases[] = {{{}, "Исходный файл"},
+                 {{"--sources", "--no-duplicates"}, "дубликаты"},
+                 {{"--sources", "--no-empty"}, "пустые поля"},
+                 {{"--sources", "--no-index"}, "индексных данных"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.pass);
+        QStringList findings = all.mid(0, 5);
+        findings.removeIf([&](const QString& line) { return line.contains(QString::fromUtf8(c.pass)); });
+        const QString count = QStringLiteral("Найдено замечаний: %1").arg(findings.size());
+        findings << QStringLiteral("Проверка закончена!") << count;
+        const auto r = Run("check", c.options);
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.OutLines(), findings);
     }
+    const auto nothing = Run("check", {"--no-duplicates", "--no-empty", "--no-index"});
+    EXPECT_EQ(nothing.exitCode, 0);
+    EXPECT_EQ(nothing.OutLines(), (QStringList{"Проверка закончена!", "Найдено замечаний: 0"}));
+}
+
+TEST_F(CliTest, ImportPrintsTheWorkersLinesThenTheSummary) {
+    const QString source = dir.File(QStringLiteral("source.db"));
+    ASSERT_TRUE(test::MakeDatabase(db, {Row("y")}));
+    ASSERT_TRUE(test::MakeDatabase(source, {Row("x"), Row("y")}));
+    const auto keep = Run("import", {source});
+    EXPECT_EQ(keep.exitCode, 0) << keep.err.toStdString();
+    const QString duplicate = "Дубликат: MD5-хэш = y\tтрек = 0\tid = 1\tid2 = 2\tразмер = 5000000 байт";
+    EXPECT_EQ(keep.OutLines(), (QStringList{duplicate, "Задание выполнено!"} + ImportSummary(2, 2, 1, 0, 1)));
+    const auto replace = Run("import", {"--replace", source});
+    EXPECT_EQ(replace.exitCode, 0) << replace.err.toStdString();
+    EXPECT_EQ(replace.OutLines().mid(2), QStringList{"Задание выполнено!"} + ImportSummary(2, 2, 0, 2, 2));
+
+    // A source without the table fails in the worker, which reports as usual.
+    const QString noTable = dir.File(QStringLiteral("bare.db"));
+    ASSERT_TRUE(SqliteConnection().Open(noTable));
+    const auto keys = Run("import", {noTable});
+    EXPECT_EQ(keys.exitCode, 2);
+    const QString error = "Ошибка получения списка записей импортируемой базы данных!";
+    EXPECT_EQ(keys.OutLines(), (QStringList{error, error} + ImportSummary(0, 0, 0, 0, 0)));
+}
+
+TEST_F(CliTest, StatsPrintsTotalsThenEachGroupedFigureUnderItsTitle) {
+    RawRow video = Row("v");
+    video.type = kTypeVideo;
+    video.extension = "mkv";
+    video.duration = 2 * 3600;
+    video.allTracks = 2;
+    video.info.clear();
+    RawRow audio = Row("a");
+    audio.duration = 45 * 60;
+    ASSERT_TRUE(test::MakeDatabase(db, {audio, video}));
+    const auto r = Run("stats");
+    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_EQ(
+        r.out,
+        QString("Всего аудио дорожек=2\nВсего часов=2\nАудио дорожек из аудио файлов=1\nАудио часов=0\n"
+                "Аудио дорожек из видео файлов=1\nВидео часов=2\nСуммарный объём исходников (МБ)=9\n"
+                "Суммарный объём индексов  (МБ)=0\nСодержат доп. информацию (аудио)=1\n"
+                "Не содержат доп. информацию (аудио)=0\nСодержат доп. информацию (видео)=0\n"
+                "Не содержат доп. информацию (видео)=1\n\n"
+                "Распределение количества файлов в зависимости от расширения:\nmkv=1\nmp3=1\n\n"
+                "Распределение по часам в зависимости от расширения:\nmkv=2\nmp3=0\n\n"
+                "Распределение количества файлов в зависимости от количества аудио дорожек:\n1=1\n2=1\n\n"
+                "Количество аудио дорожек в зависимости от их продолжительности в минутах:\n"
+                "40-50 минут=1\n120-130 минут=1\n"));
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 #pragma once
 // Rows written straight into table Data, bypassing the store's duplicate refusal and its types, so that
-// tests can build databases with any fault they need.
+// tests can build databases with any fault they need; and what the maintenance workers say.
 
 #include <QByteArray>
 #include <QEventLoop>
 #include <QString>
+#include <QStringList>
 #include <QThread>
 #include <QtEndian>
 #include <vector>
@@ -33,11 +34,11 @@ inline QByteArray EnvelopeBytes(const std::vector<uint16_t>& values) {
     return bytes;
 }
 
-// `count` values cycling through 0..999 (never negative as signed numbers).
-inline QByteArray PlainEnvelope(int count) {
+// `count` values from `first` on, counting up modulo 1000 (never negative as signed numbers).
+inline QByteArray PlainEnvelope(int count, int first = 0) {
     std::vector<uint16_t> values(static_cast<size_t>(count));
     for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = static_cast<uint16_t>(i % 1000);
+        values[i] = static_cast<uint16_t>((first + i) % 1000);
     }
     return EnvelopeBytes(values);
 }
@@ -61,38 +62,16 @@ struct RawRow {
     QByteArray indexData = PlainEnvelope(6000);
 };
 
-// Inserts `row`; returns its id, or -1 when the insert failed.
-inline int64_t InsertRaw(sqlite3* db, const RawRow& r) {
-    SqliteStatement q(db,
-                      "INSERT INTO Data (source_size, sha2, md5, duration, source_path, source_file_name, "
-                      "extension, type, audio_track, all_tracks, created, info, index_size, index_data) "
-                      "VALUES (:SS, :SHA2, :MD5, :DUR, :PATH, :NAME, :EXT, :TYPE, :TRACK, :TRACKS, :CREATED, "
-                      ":INFO, :ISIZE, :IDATA)");
-    for (const auto& [name, value] : {std::pair{":SS", r.sourceSize},
-                                      {":SHA2", r.sha2},
-                                      {":MD5", r.md5},
-                                      {":PATH", r.sourcePath},
-                                      {":NAME", r.sourceFileName},
-                                      {":EXT", r.extension},
-                                      {":TYPE", r.type},
-                                      {":CREATED", r.created}}) {
-        q.Bind(name, value);
-    }
-    for (const auto& [name, value] : {std::pair{":DUR", r.duration},
-                                      {":TRACK", r.audioTrack},
-                                      {":TRACKS", r.allTracks},
-                                      {":ISIZE", r.indexSize}}) {
-        q.Bind(name, value);
-    }
-    if (!r.infoNull) {
-        q.Bind(":INFO", r.info);
-    }
-    q.BindBlob(":IDATA", r.indexData.constData(), r.indexData.size());
-    if (!q.Run()) {
-        return -1;
-    }
-    SqliteStatement last(db, "SELECT last_insert_rowid()");
-    return last.Next() ? last.Int64(0) : -1;
+// A healthy row of its own file "/music/<md5>.mp3", with `values` envelope values that differ by md5.
+inline RawRow Row(const QString& md5, int values = 6000) {
+    RawRow r;
+    r.md5 = md5;
+    r.sha2 = QStringLiteral("sha-") + md5;
+    r.sourcePath = QStringLiteral("/music/") + md5 + QStringLiteral(".mp3");
+    r.sourceFileName = md5;
+    r.indexData = PlainEnvelope(values, qChecksum(md5.toUtf8()));
+    r.indexSize = r.indexData.size();
+    return r;
 }
 
 // A new database file with table Data and the given rows (ids 1, 2, … in order).
@@ -102,11 +81,37 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
         return false;
     }
     for (const RawRow& r : rows) {
-        if (InsertRaw(c.Handle(), r) < 0) {
+        SqliteStatement q(
+            c.Handle(),
+            "INSERT INTO Data (source_size, sha2, md5, duration, source_path, source_file_name, "
+            "extension, type, audio_track, all_tracks, created, info, index_size, index_data) "
+            "VALUES (:A, :B, :C, :D, :E, :F, :G, :H, :I, :J, :K, :L, :M, :N)");
+        // Numbers go in as text too: the INTEGER columns store numeric text as numbers.
+        const auto n = [](int64_t v) { return QString::number(v); };
+        const std::pair<const char*, QString> fields[] = {
+            {":A", r.sourceSize},    {":B", r.sha2},           {":C", r.md5},       {":D", n(r.duration)},
+            {":E", r.sourcePath},    {":F", r.sourceFileName}, {":G", r.extension}, {":H", r.type},
+            {":I", n(r.audioTrack)}, {":J", n(r.allTracks)},   {":K", r.created},   {":M", n(r.indexSize)}};
+        for (const auto& [name, value] : fields) {
+            q.Bind(name, value);
+        }
+        if (!r.infoNull) {
+            q.Bind(":L", r.info);
+        }
+        q.BindBlob(":N", r.indexData.constData(), r.indexData.size());
+        if (!q.Run()) {
             return false;
         }
     }
     return c.Exec("COMMIT");
+}
+
+// The import's closing lines.
+inline QStringList ImportSummary(int processed, int total, int ignored, int deleted, int added) {
+    return {QString(), QStringLiteral("Обработано записей: %1 из %2").arg(processed).arg(total),
+            QStringLiteral("Проигнорировано дубликатов: %1").arg(ignored),
+            QStringLiteral("Удалено записей: %1").arg(deleted),
+            QStringLiteral("Добавлено новых записей: %1").arg(added)};
 }
 
 }  // namespace tembrix::test
