@@ -55,9 +55,6 @@ protected:
         SetLogLocations(QString(), QString());
     }
     QStringList Log() const { return LogMessagesIn(dir.File(QStringLiteral("tembrix.log"))); }
-    static bool Unloaded(const HelpVideoPanel& panel) {
-        return panel.Mode() == Mode::NotOpen && panel.IsCoverShown() && panel.PlayerFileName().isEmpty();
-    }
 
     TempDir dir;
     RecordingMessages messages;
@@ -105,38 +102,6 @@ TEST_F(HelpVideoPanelTest, FirstClickLoadsThenClicksTogglePauseAndDoubleClicksRe
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-// Catches two clips playing at once and a panel left loaded after StopAll or its window closing.
-TEST_F(HelpVideoPanelTest, OneClipAtATimeAndStopAllOrClosingUnloads) {
-    HelpVideoPanel main(4, dir.Path()), report(5, dir.Path()), settings(6, dir.Path()),
-        untouched(6, dir.Path());
-    main.PanelVideoClick();
-    report.PanelVideoClick();
-    EXPECT_TRUE(Unloaded(main));
-    report.PanelVideoClick();  // paused
-    settings.PanelVideoClick();
-    EXPECT_TRUE(Unloaded(report));
-    EXPECT_EQ(settings.Mode(), Mode::Playing);
-
-    main.PanelVideoClick();  // loads anew, with its log line again
-    EXPECT_EQ(main.Mode(), Mode::Playing);
-    EXPECT_TRUE(Unloaded(settings));
-    EXPECT_EQ(Log(), QStringList({"MediaPlayer 4.mpg", "MediaPlayer 5.mpg", "MediaPlayer 6.mpg",
-                                  "MediaPlayer 4.mpg"}));
-    EXPECT_EQ(made.size(), 3u);  // each panel keeps its one player
-
-    main.PanelVideoClick();  // paused
-    HelpVideoPanel::StopAll();
-    for (HelpVideoPanel* panel : {&main, &report, &settings, &untouched}) {
-        EXPECT_TRUE(Unloaded(*panel)) << panel->ClipNumber();
-    }
-    EXPECT_FALSE(untouched.HasPlayer());
-
-    report.PanelVideoClick();
-    report.CloseClip();
-    EXPECT_TRUE(Unloaded(report));
-    EXPECT_EQ(made[1]->opened.size(), 2);
-}
-
 // Catches a missing or unopenable clip failing silently or being taken for loaded.
 TEST_F(HelpVideoPanelTest, MissingOrBrokenClipIsReportedAndNothingLoads) {
     HelpVideoPanel missing(7, dir.Path()), broken(6, dir.Path());  // content/7.mpg was not written
@@ -153,24 +118,6 @@ TEST_F(HelpVideoPanelTest, MissingOrBrokenClipIsReportedAndNothingLoads) {
     EXPECT_TRUE(missing.IsCoverShown());
     EXPECT_EQ(messages.shown.mid(2), QStringList({"Ошибка инициализации: " + broken.ClipPath()}));
     EXPECT_EQ(broken.Mode(), Mode::NotOpen);
-}
-
-// Catches covers reaching only the panels alive at start-up, or the wrong clip's panel.
-TEST_F(HelpVideoPanelTest, CoversLoadedAtStartReachLaterPanelsToo) {
-    QImage picture(16, 9, QImage::Format_RGB32);
-    picture.fill(Qt::red);
-    ASSERT_TRUE(picture.save(dir.File(QStringLiteral("content/5.jpg"))));
-    HelpVideoPanel before(5, dir.Path()), otherClip(4, dir.Path());
-    HelpVideoPanel::LoadCovers(dir.Path(), {4, 5});  // 4.jpg is missing: skipped
-    HelpVideoPanel after(5, dir.Path());
-    auto showsRed = [](HelpVideoPanel& panel) {
-        panel.resize(160, 90);
-        const QColor middle = panel.grab().toImage().pixelColor(80, 45);
-        return middle.red() > 200 && middle.green() < 80 && middle.blue() < 80;
-    };
-    EXPECT_TRUE(showsRed(before));
-    EXPECT_TRUE(showsRed(after));
-    EXPECT_FALSE(showsRed(otherClip));
 }
 
 class QtHelpClipPlayerTest : public ::testing::Test {

@@ -1,4 +1,4 @@
-// The settings dialog: filled when shown, choosers, Save as typed, Cancel, the download buttons.
+// The settings dialog: filled when shown, Save as typed, Cancel, and the main window's own settings.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 #include <QPushButton>
 
 #include "forms/settings_dialog.h"
-#include "forms/web_links.h"
 #include "main_window_fixture.h"
 
 namespace tembrix::test {
@@ -47,11 +46,6 @@ TEST_F(SettingsDialogTest, ShowFillsTheEditsAndCancelChangesNothing) {
     const QStringList shown = {"/data/index.db", "/ram/work", "/usr/bin/ffmpeg", "/usr/bin/sox", "3"};
     EXPECT_EQ(Edits(), shown);
     EXPECT_FALSE(dialog.CopyBox()->isChecked());
-    QStringList threads;
-    for (int n = 0; n < dialog.ThreadsBox()->count(); ++n) {
-        threads.append(dialog.ThreadsBox()->itemText(n));
-    }
-    EXPECT_EQ(threads, QStringList({"1", "2", "3", "4", "5", "6"}));
 
     dialog.DatabaseEdit()->setText(QStringLiteral("/other.db"));
     dialog.ThreadsBox()->setCurrentIndex(0);
@@ -87,41 +81,6 @@ TEST_F(SettingsDialogTest, SaveTakesTheEditsAsTypedAndWritesTheIniFile) {
         EXPECT_TRUE(s.copyToWorkDir);
     }
     EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-// Catches a chooser that changes the edit when cancelled, fills another edit or saves at once.
-TEST_F(SettingsDialogTest, ChoosersReplaceTheEditOnlyWhenConfirmed) {
-    const struct {
-        const char* title;
-        void (TForm2::*choose)();
-        QLineEdit* edit;
-    } choosers[] = {
-        {"Выбрать базу данных", &TForm2::ChooseDatabase, dialog.DatabaseEdit()},
-        {"Выбрать рабочий каталог", &TForm2::ChooseWorkDir, dialog.WorkDirEdit()},
-        {"Путь к FFMPEG", &TForm2::ChooseFfmpeg, dialog.FfmpegEdit()},
-        {"Путь к SOX", &TForm2::ChooseSox, dialog.SoxEdit()},
-    };
-    for (const auto& c : choosers) {
-        SCOPED_TRACE(c.title);
-        const QString before = c.edit->text();
-        (dialog.*c.choose)();  // cancelled
-        EXPECT_EQ(c.edit->text(), before);
-        messages.choices.push_back(QStringLiteral("/chosen") + before);
-        (dialog.*c.choose)();
-        EXPECT_EQ(c.edit->text(), QStringLiteral("/chosen") + before);
-        EXPECT_EQ(messages.chooserTitles.last(), QString::fromUtf8(c.title));
-    }
-    EXPECT_EQ(settings.dbPath, "/data/index.db");  // nothing saved yet
-}
-
-// Catches a download button opening another button's page.
-TEST_F(SettingsDialogTest, DownloadButtonsOpenTheirPages) {
-    UrlCatcher urls;
-    for (int n = 0; n < 4; ++n) {
-        dialog.DownloadButton(n)->click();
-    }
-    EXPECT_EQ(urls.opened, QList<QUrl>({QUrl(links::kFfmpegDownload), QUrl(links::kSoxDownload),
-                                        QUrl(links::kOwnFfmpegArchive), QUrl(links::kOwnSoxArchive)}));
 }
 
 // Catches a dialog that saves into settings other than the window's own, or a menu that resets its page.
