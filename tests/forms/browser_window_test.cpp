@@ -4,7 +4,6 @@
 
 #include <QApplication>
 #include <QChartView>
-#include <QGroupBox>
 #include <QLineSeries>
 #include <QListView>
 #include <QPlainTextEdit>
@@ -56,7 +55,6 @@ protected:
 TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
     TForm9 w(db.store);
     Show(w);
-    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 0"));
     w.ListBox1Click();  // on an empty list: nothing
     EXPECT_EQ(w.ValueListEditor1()->rowCount() + w.Series1()->count(), 0);
     w.close();
@@ -69,7 +67,6 @@ TEST_F(BrowserTest, ListNumbersTracksAndShowsTheChosenRecord) {
     ASSERT_EQ(db.Add(song, Envelope(3000, [](int32_t k) { return static_cast<uint16_t>(k * 7); })), 0);
     song.index_size = 6000;
     Show(w);
-    EXPECT_EQ(w.GroupBox1()->title(), QStringLiteral("Список записей: 4"));
     EXPECT_EQ(ListLines(w), (QStringList{QStringLiteral("concert [1]"), QStringLiteral("concert [2]"),
                                          QStringLiteral("concert [3]"), QStringLiteral("Песня=один")}));
     EXPECT_TRUE(Rows(w).contains(QStringLiteral("Номер аудио дорожки=1")));  // the first is shown at once
