@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTimer>
 
+#include "forms/application.h"
 #include "forms/help_video_panel.h"
 #include "forms/report_window.h"
 #include "main_window_fixture.h"
@@ -97,6 +99,20 @@ TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
         EXPECT_FALSE(FolderExists(work.File(QStringLiteral("1"))));
         EXPECT_TRUE(FileExists(work.File(QStringLiteral("4/kept.dat"))));
     }
+}
+
+// Catches a program without its built-in look, or one that ignores the style sheet beside it.
+TEST(Startup, TheStyleSheetIsBuiltInUnlessOneLiesBesideTheProgram) {
+    TempDir programDir;
+    auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
+    ASSERT_NE(app, nullptr);
+    const QString before = app->styleSheet();
+    EXPECT_TRUE(ApplyProgramStyle(*app, programDir.Path()));
+    EXPECT_TRUE(app->styleSheet().contains(QStringLiteral("QPushButton")));
+    programDir.Write(StyleSheetName(), "QWidget { color: #123456; }");
+    EXPECT_TRUE(ApplyProgramStyle(*app, programDir.Path()));
+    EXPECT_EQ(app->styleSheet(), "QWidget { color: #123456; }");
+    app->setStyleSheet(before);
 }
 
 }  // namespace
