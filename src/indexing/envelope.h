@@ -37,7 +37,6 @@ public:
     int32_t Count() const { return m_count; }
     int32_t Capacity() const { return m_capacity; }
     uint32_t BlocksCompleted() const { return m_blocksCompleted; }
-    uint32_t LastBlockSum() const { return m_lastBlockSum; }
     // The value array (Capacity() entries, the first Count() of them written).
     const uint16_t* Values() const { return m_values.get(); }
     // The blob bytes: Count() values as little-endian bytes.

@@ -13,13 +13,6 @@
 namespace tembrix {
 namespace {
 
-TEST(Synchronize, OnTheMainThreadTheCallRunsAtOnce) {
-    int calls = 0;
-    Synchronize([&] { ++calls; });
-    EXPECT_EQ(calls, 1);
-    EXPECT_TRUE(OnMainThread());
-}
-
 TEST(Synchronize, ManyWorkersEachSeeTheirCallsRunInOrderOnTheMainThread) {
     constexpr int kWorkers = 4;
     constexpr int kCallsEach = 200;
