@@ -174,22 +174,9 @@ int TDataModule1::InsertRecordWithIndex(const IndexRecord& record, const void* e
     if (found != kDuplicate) {
         return found < 0 ? found : kDuplicate;
     }
-    BusyGuard busy(m_busy);
-    if (!busy.Ok()) {
-        return kBusy;
-    }
-    SqliteStatement q(Handle(), kInsertWithIndexSql);
-    BindRecord(q, record);
-    if (record.index_size > 0 && envelopeBytes == nullptr) {
-        WriteStoreLog(QStringLiteral("Query insert error!"));
-        return kFailed;
-    }
-    q.BindBlob(":INDEXDATA", envelopeBytes, record.index_size);
-    if (!q.Run()) {
-        WriteStoreLog(QStringLiteral("Query insert error!"));
-        return kFailed;
-    }
-    return kOk;
+    // The track is new: the same insert as a replacement's.
+    int64_t id = 0;
+    return InsertReplacement(record, envelopeBytes, id);
 }
 
 int TDataModule1::FindTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
