@@ -7,10 +7,15 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <thread>
+#include <unordered_set>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
+#else
+#include <QDir>
 #endif
 
 #include "database/index_store.h"
@@ -116,6 +121,49 @@ bool RegularFileExists(const char* utf8Path) {
     return FileExists(QString::fromUtf8(utf8Path));
 #endif
 }
+
+// Answers "is there a file at this path" for the source pass. Once a file and its folder are both missing,
+// later paths in that folder are answered without asking the system again: a database from another
+// machine may name thousands of files on a disk that is not there.
+class SourceProbe {
+public:
+    bool FileExists(const char* utf8Path) {
+        if (utf8Path == nullptr || *utf8Path == '\0') {
+            return false;
+        }
+        const std::string_view path(utf8Path);
+        const size_t separator = path.find_last_of(kSeparators);
+        const std::string folder(separator == std::string_view::npos || separator == 0
+                                     ? std::string_view()
+                                     : path.substr(0, separator));
+        if (!folder.empty() && m_missingFolders.count(folder) > 0) {
+            return false;
+        }
+        if (RegularFileExists(utf8Path)) {
+            return true;
+        }
+        if (!folder.empty() && !FolderExists(folder)) {
+            m_missingFolders.insert(folder);
+        }
+        return false;
+    }
+
+private:
+#ifdef Q_OS_UNIX
+    static constexpr char kSeparators[] = "/";
+    static bool FolderExists(const std::string& folder) {
+        struct stat info;
+        return ::stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    }
+#else
+    static constexpr char kSeparators[] = "/\\";
+    static bool FolderExists(const std::string& folder) {
+        return QDir(QString::fromStdString(folder)).exists();
+    }
+#endif
+
+    std::unordered_set<std::string> m_missingFolders;
+};
 
 }  // namespace
 
@@ -275,9 +323,9 @@ bool CheckDatabase::FindMissingSources(sqlite3* db) {
     // SQLite reads this statement in the order of the path look-up index; the findings are reported in
     // the order of the table, as the other passes report theirs.
     QList<QPair<int64_t, QString>> missing;
+    SourceProbe probe;
     while (!Stopping() && q.Next()) {
-        const char* path = q.Utf8(1);
-        if (!RegularFileExists(path)) {
+        if (!probe.FileExists(q.Utf8(1))) {
             missing.append({q.Int64(0), q.Text(1)});
         }
     }

@@ -98,12 +98,26 @@ protected:
         RawRow noSize = Row("sz", existing);
         noSize.sourceSize.clear();
         Make({
-            Row("d2", existing), Row("d2", existing),                                    // 1, 2
-            Row("d3", existing), Row("d3", existing), Row("d3", existing),               // 3, 4, 5
-            emptyText, lowNumbers, Row("s1", existing, 500), oddIndex,                   // 6 .. 9
-            Row("m1", existing, 3000, 5000), negative, Row("p1", missing),               // 10 .. 12
-            Row("z1", existing, 0), justUnderMinute, Row("b2", existing, 3000), noSize,  // 13 .. 16
-            Row("p2", dir.Path()),                                                       // 17: a folder
+            Row("d2", existing),
+            Row("d2", existing),  // 1, 2
+            Row("d3", existing),
+            Row("d3", existing),
+            Row("d3", existing),  // 3, 4, 5
+            emptyText,
+            lowNumbers,
+            Row("s1", existing, 500),
+            oddIndex,  // 6 .. 9
+            Row("m1", existing, 3000, 5000),
+            negative,
+            Row("p1", missing),  // 10 .. 12
+            Row("z1", existing, 0),
+            justUnderMinute,
+            Row("b2", existing, 3000),
+            noSize,                 // 13 .. 16
+            Row("p2", dir.Path()),  // 17: a folder
+            // 18: missing beside files that exist (read before them); 19: in the missing folder of 12
+            Row("p3", dir.File(QStringLiteral("music/0gone.mp3"))),
+            Row("p4", dir.File(QStringLiteral("music/zz/other.mp3"))),
         });
     }
 
@@ -120,7 +134,7 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
     CheckDatabase worker(store);
     const CheckRun run = RunCheck(worker);
 
-    ASSERT_EQ(run.lines.size(), 17) << run.lines.join(u'\n').toStdString();
+    ASSERT_EQ(run.lines.size(), 19) << run.lines.join(u'\n').toStdString();
     // Which row of a duplicate group names it is SQLite's choice.
     EXPECT_TRUE(run.lines[0] == "Id=1\tНайдены  дубликаты (2)" ||
                 run.lines[0] == "Id=2\tНайдены  дубликаты (2)")
@@ -136,6 +150,8 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
         "Id=16\tНайдены пустые поля (source_size)",
         "Id=12\tИсходный файл не найден: " + missing,
         "Id=17\tИсходный файл не найден: " + dir.Path(),
+        "Id=18\tИсходный файл не найден: " + dir.File(QStringLiteral("music/0gone.mp3")),
+        "Id=19\tИсходный файл не найден: " + dir.File(QStringLiteral("music/zz/other.mp3")),
         "Id=8\tРазмер индексных данных (1000) менее минуты!",
         "Id=9\tРазмер индексных данных (1001) менее минуты!",
         "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)",
@@ -146,7 +162,7 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
     };
     EXPECT_EQ(run.lines.mid(2), expected);
     EXPECT_EQ(run.lineProgress,
-              (QList<int>{20, 20, 40, 40, 40, 40, 40, 40, 60, 60, 80, 80, 80, 80, 80, 80, 80}));
+              (QList<int>{20, 20, 40, 40, 40, 40, 40, 40, 60, 60, 60, 60, 80, 80, 80, 80, 80, 80, 80}));
     EXPECT_TRUE(run.failures.isEmpty());
     EXPECT_EQ(run.finishes, 1);
     EXPECT_EQ(run.finishProgress, 100);
