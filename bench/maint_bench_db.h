@@ -62,9 +62,7 @@ inline bool InsertRow(SqliteStatement& q, int key, const QByteArray& envelope) {
 inline bool MakeCollection(const QString& path, int first, int last) {
     QFile::remove(path);
     SqliteConnection c;
-    const QByteArray pageSize = qgetenv("TEMBRIX_BENCH_PAGE_SIZE");
-    if (!c.Open(path) || !c.Exec(("PRAGMA page_size=" + (pageSize.isEmpty() ? "4096" : pageSize)).constData()) ||
-        !c.Exec(kCreateTableSql) || !c.Exec(kCreateTrackIndexSql) ||
+    if (!c.Open(path) || !c.Exec(kCreateTableSql) || !c.Exec(kCreateTrackIndexSql) ||
         !c.Exec(kCreatePathIndexSql) || !c.Exec(kCreateStatsIndexSql) || !c.Exec("BEGIN")) {
         return false;
     }
