@@ -31,7 +31,8 @@ public:
     TDataModule1& operator=(const TDataModule1&) = delete;
 
     // Opens the database file (an empty database is created when missing). False after the message
-    // "Ошибка подключения к базе данных!". Adds the look-up indexes when the table exists.
+    // "Ошибка подключения к базе данных!". Adds the side indexes (look-up and statistics) when the table
+    // exists.
     bool Connect(const QString& path);
     // True if a connection was open and has been closed.
     bool Disconnect();
@@ -39,7 +40,7 @@ public:
     // The path of the connected database ("" when none).
     QString DatabasePath() const { return m_path; }
 
-    // The table (and its look-up indexes). False after "Ошибка создания таблицы!".
+    // The table (and its side indexes). False after "Ошибка создания таблицы!".
     bool CreateTable();
     // Deletes every row. False after "Ошибка очистки таблицы!".
     bool ClearTable();
