@@ -4,6 +4,12 @@
 
 #include <QElapsedTimer>
 #include <QSet>
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 #include "database/import_source.h"
@@ -159,6 +165,140 @@ bool ReadSourceRow(TDataModule2& source, const SourceKey& key, IndexRecord& reco
            record.audio_track == key.audioTrack;
 }
 
+// True when both paths name one file (also through links); false when either cannot be examined.
+bool SameFile(const QString& a, const QString& b) {
+    std::error_code error;
+    return std::filesystem::equivalent(std::filesystem::path(a.toStdU16String()),
+                                       std::filesystem::path(b.toStdU16String()), error) &&
+           !error;
+}
+
+// The source rows of the key list, handed out in the order of the list. When the source is another file
+// than the store, a thread of its own reads them ahead of the import (at most kAheadRows rows and
+// kAheadBytes of envelopes), so that reading the source overlaps with looking up and writing the store.
+// A database imported into itself is read in step instead: the import deletes the rows it replaces, and
+// a row read early could be one that a replacement has deleted meanwhile.
+class SourceRows {
+public:
+    static constexpr size_t kAheadRows = 256;
+    static constexpr size_t kAheadBytes = 16 * 1024 * 1024;
+
+    // `source` and `keys` must outlive the object. The reader starts at once when `ahead`.
+    SourceRows(TDataModule2& source, const std::vector<SourceKey>& keys, bool ahead)
+        : m_source(source), m_keys(keys) {
+        if (ahead) {
+            m_thread = std::thread([this] { ReadAhead(); });
+        }
+    }
+
+    ~SourceRows() { Stop(); }
+
+    SourceRows(const SourceRows&) = delete;
+    SourceRows& operator=(const SourceRows&) = delete;
+
+    // Stops the reader after the row it is reading and waits for it; rows are then read in step.
+    void Stop() {
+        if (m_thread.joinable()) {
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                m_stop = true;
+            }
+            m_roomMade.notify_one();
+            m_thread.join();
+            m_rows.clear();
+            m_bytes = 0;
+        }
+    }
+
+    // The row of keys[i], as ReadSourceRow gives it. `i` must grow from call to call; the rows between
+    // are not needed and are dropped (or never read).
+    bool Read(int i, IndexRecord& record, std::vector<uint16_t>& envelope) {
+        if (!m_thread.joinable()) {
+            return ReadSourceRow(m_source, m_keys[static_cast<size_t>(i)], record, envelope);
+        }
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_wanted = i;
+        for (;;) {
+            while (!m_rows.empty() && m_rows.front().index < i) {
+                Drop();
+            }
+            if (!m_rows.empty()) {
+                break;
+            }
+            m_importWaits = true;
+            m_rowQueued.wait(lock);
+        }
+        Row& row = m_rows.front();
+        const bool ok = row.ok;
+        record = std::move(row.record);
+        envelope.swap(row.envelope);
+        Drop();
+        return ok;
+    }
+
+private:
+    struct Row {
+        int index = 0;
+        bool ok = false;
+        IndexRecord record;
+        std::vector<uint16_t> envelope;
+    };
+
+    // Removes the first row of the queue; wakes the reader once the queue is down to half. Called with
+    // the mutex held.
+    void Drop() {
+        m_bytes -= m_rows.front().envelope.size() * sizeof(uint16_t);
+        m_rows.pop_front();
+        if (m_readerWaits && m_rows.size() <= kAheadRows / 2 && m_bytes <= kAheadBytes / 2) {
+            m_readerWaits = false;
+            m_roomMade.notify_one();
+        }
+    }
+
+    // The reader thread: every row from the first the import still wants, in order. When the queue is
+    // full it waits until the import has taken half of it, so that the two threads wake each other
+    // once per many rows rather than at every row. One row always fits, however large.
+    void ReadAhead() {
+        const int count = static_cast<int>(m_keys.size());
+        for (int i = 0; i < count; ++i) {
+            {
+                std::unique_lock<std::mutex> lock(m_mutex);
+                if (!m_rows.empty() && (m_rows.size() >= kAheadRows || m_bytes >= kAheadBytes)) {
+                    m_readerWaits = true;
+                    m_roomMade.wait(lock, [this] { return m_stop || !m_readerWaits; });
+                }
+                if (m_stop) {
+                    return;
+                }
+                i = std::max(i, m_wanted);  // rows the import has passed are not read
+            }
+            Row row;
+            row.index = i;
+            row.ok = ReadSourceRow(m_source, m_keys[static_cast<size_t>(i)], row.record, row.envelope);
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_bytes += row.envelope.size() * sizeof(uint16_t);
+            m_rows.push_back(std::move(row));
+            if (m_importWaits) {
+                m_importWaits = false;
+                m_rowQueued.notify_one();
+            }
+        }
+    }
+
+    TDataModule2& m_source;
+    const std::vector<SourceKey>& m_keys;
+    std::thread m_thread;
+    std::mutex m_mutex;
+    std::condition_variable m_rowQueued;  // the import waits here for a row
+    std::condition_variable m_roomMade;   // the reader waits here for room, or the stop
+    std::deque<Row> m_rows;               // read and not yet taken, in ascending index
+    size_t m_bytes = 0;                   // envelope bytes in m_rows
+    int m_wanted = 0;                     // the index the import asked for last
+    bool m_importWaits = false;
+    bool m_readerWaits = false;
+    bool m_stop = false;
+};
+
 }  // namespace
 
 ImportDatabase::ImportDatabase(TDataModule1& store, TDataModule2& source, QObject* parent)
@@ -210,6 +350,12 @@ void ImportDatabase::Execute() {
         return;
     }
     total = static_cast<int>(keys.size());
+    std::vector<SourceKey> sourceKeys;
+    sourceKeys.reserve(keys.size());
+    for (const QString& line : keys) {
+        sourceKeys.push_back(ParseKey(line));
+    }
+    keys.clear();
 
     // Dirty pages stay in memory until the batch commits instead of being written to the file early,
     // which would lock readers of the file (the source itself, when a database is imported into
@@ -221,8 +367,10 @@ void ImportDatabase::Execute() {
     m_store.SetCacheSize(-kImportCacheKiB);
     Batch batch(m_store);
     batch.Begin();
+    SourceRows rows(m_source, sourceKeys, !SameFile(m_store.DatabasePath(), m_source.DatabasePath()));
     bool saved = true;
     const auto finish = [&] {
+        rows.Stop();
         saved = batch.End();
         m_store.SetCacheSpill(true);
         m_store.SetCacheSize(cacheSize);
@@ -240,7 +388,7 @@ void ImportDatabase::Execute() {
         if (isInterruptionRequested()) {
             break;
         }
-        const SourceKey key = ParseKey(keys[i]);
+        const SourceKey& key = sourceKeys[static_cast<size_t>(i)];
         batch.SettleTrack(key.md5, key.sourceSize, key.audioTrack);
         const int found = m_store.FindTrack(key.md5, key.sourceSize, key.audioTrack);
         if (found == TDataModule1::kFailed || found == TDataModule1::kBusy) {
@@ -253,7 +401,7 @@ void ImportDatabase::Execute() {
         }
         if (found == TDataModule1::kDuplicate) {
             // A new track. A row that cannot be read is counted all the same, without a message.
-            if (ReadSourceRow(m_source, key, record, envelope)) {
+            if (rows.Read(i, record, envelope)) {
                 m_store.InsertRecordWithIndex(record, envelope.data());
                 batch.Count(record.index_size);
             }
@@ -268,7 +416,7 @@ void ImportDatabase::Execute() {
                 // The new row is stored first and the old rows go only once it is there, in the same
                 // transaction (at the end of the batch): when the insert fails, the stored rows stay. A
                 // row that could not be read is not inserted (its record would not be that track's).
-                const bool read = ReadSourceRow(m_source, key, record, envelope);
+                const bool read = rows.Read(i, record, envelope);
                 int64_t newId = 0;
                 const int inserted =
                     read ? m_store.InsertReplacement(record, envelope.data(), newId) : TDataModule1::kFailed;

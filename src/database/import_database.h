@@ -6,8 +6,9 @@
 //
 // The store is called from the worker's own thread, through its busy flag. Rows are written in batches:
 // one transaction of at most 1000 rows, one second or 64 MB of envelopes, committed also at the end and
-// after a stop. A replaced row is deleted and re-inserted inside a savepoint, so that a failed insert
-// leaves the old row in place.
+// after a stop. A replacement stores the new row first and deletes the older rows of its track at the
+// end of the batch, in the same transaction, so that a failed insert leaves the stored row in place.
+// The source rows are read ahead on a second thread, unless the source is the store's own file.
 //
 // Created unstarted; start() runs Execute() on the worker thread; requestInterruption() stops it after
 // the current row, and the closing message and the summary still follow.

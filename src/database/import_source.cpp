@@ -16,10 +16,12 @@ constexpr char kGetRecordSql[] = "SELECT * FROM data WHERE id=:ID";
 }  // namespace
 
 bool TDataModule2::Connect(const QString& path) {
+    m_path.clear();
     if (!m_connection.Open(path)) {
         Messages().ShowMessage(QStringLiteral("Ошибка подключения к базе данных!"));
         return false;
     }
+    m_path = path;
     return true;
 }
 
@@ -28,6 +30,7 @@ bool TDataModule2::Disconnect() {
         return false;
     }
     m_connection.Close();
+    m_path.clear();
     return true;
 }
 
@@ -64,7 +67,7 @@ bool TDataModule2::GetRecordWithIndex(int32_t id, IndexRecord& record, std::vect
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(m_connection.Handle(), kGetRecordSql);
+    SqliteStatement q(m_connection, kGetRecordSql);
     q.BindInt(":ID", id);
     if (!q.Next()) {
         return q.Ok();

@@ -27,6 +27,8 @@ public:
     // True if a connection was open and has been closed.
     bool Disconnect();
     bool IsConnected() const;
+    // The file given to the last successful Connect; empty when disconnected.
+    QString DatabasePath() const { return m_path; }
 
     // Appends one line per row, in ascending id: id, a tab, source_size (64-bit), a tab, md5, a tab,
     // audio_track. The list is not cleared. False on busy or failure (the lines read before stay).
@@ -45,6 +47,7 @@ public:
 private:
     SqliteConnection m_connection;
     BusyFlag m_busy;
+    QString m_path;
 };
 
 }  // namespace tembrix

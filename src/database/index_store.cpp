@@ -160,7 +160,7 @@ int TDataModule1::InsertRecord(const IndexRecord& record) {
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kInsertSql);
+    SqliteStatement q(m_connection, kInsertSql);
     BindRecord(q, record);
     if (!q.Run()) {
         WriteStoreLog(QStringLiteral("Query insert error!"));
@@ -184,7 +184,7 @@ int TDataModule1::FindTrack(const QString& md5, int64_t sourceSize, int32_t audi
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kFindTrackSql);
+    SqliteStatement q(m_connection, kFindTrackSql);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.BindInt(":AUDIOTRACK", audioTrack);
@@ -199,7 +199,7 @@ int TDataModule1::FindPath(const IndexRecord& record) {
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kFindPathSql);
+    SqliteStatement q(m_connection, kFindPathSql);
     q.Bind(":SOURCEPATH", record.source_path);
     if (q.Next()) {
         return 1;
@@ -281,7 +281,7 @@ bool TDataModule1::GetRecord(int32_t id, IndexRecord& record) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(Handle(), kGetRecordSql);
+    SqliteStatement q(m_connection, kGetRecordSql);
     q.BindInt(":ID", id);
     if (!q.Next()) {
         return q.Ok();
@@ -295,7 +295,7 @@ bool TDataModule1::GetRecordWithIndex(int32_t id, IndexRecord& record, std::vect
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(Handle(), kGetRecordSql);
+    SqliteStatement q(m_connection, kGetRecordSql);
     q.BindInt(":ID", id);
     if (!q.Next()) {
         return q.Ok();
@@ -309,7 +309,7 @@ bool TDataModule1::DeleteFile(const QString& md5, int64_t sourceSize) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(Handle(), kDeleteFileSql);
+    SqliteStatement q(m_connection, kDeleteFileSql);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.Run();
@@ -321,7 +321,7 @@ int TDataModule1::DeleteTrack(const QString& md5, int64_t sourceSize, int32_t au
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kDeleteTrackSql);
+    SqliteStatement q(m_connection, kDeleteTrackSql);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.BindInt(":AUDIOTRACK", audioTrack);
@@ -333,7 +333,7 @@ int TDataModule1::DeleteById(int32_t id) {
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kDeleteByIdSql);
+    SqliteStatement q(m_connection, kDeleteByIdSql);
     q.BindInt(":ID", id);
     return q.Run() ? kOk : kFailed;
 }
@@ -343,7 +343,7 @@ int TDataModule1::InsertReplacement(const IndexRecord& record, const void* envel
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kInsertWithIndexSql);
+    SqliteStatement q(m_connection, kInsertWithIndexSql);
     BindRecord(q, record);
     bool stored = false;
     if (record.index_size <= 0 || envelopeBytes != nullptr) {
@@ -364,7 +364,7 @@ int TDataModule1::DeleteReplacedRows(const QString& md5, int64_t sourceSize, int
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(Handle(), kDeleteOlderRowsSql);
+    SqliteStatement q(m_connection, kDeleteOlderRowsSql);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.BindInt(":AUDIOTRACK", audioTrack);

@@ -4,7 +4,23 @@
 
 namespace tembrix {
 
+namespace {
+
+// Process-wide settings of SQLite, made once before its first use. SQLite keeps no count of the memory
+// it holds: that count takes one global lock at every allocation, and the import's reader and writer
+// threads, which allocate for every page they touch, would wait on each other for it.
+void ConfigureSqliteOnce() {
+    static const bool configured = [] {
+        sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+        return true;
+    }();
+    (void)configured;
+}
+
+}  // namespace
+
 bool SqliteConnection::Open(const QString& path, bool readOnly) {
+    ConfigureSqliteOnce();
     Close();
     if (path.isEmpty()) {
         return false;
@@ -33,6 +49,11 @@ bool SqliteConnection::Open(const QString& path, bool readOnly) {
 }
 
 void SqliteConnection::Close() {
+    {
+        std::lock_guard<std::mutex> lock(m_cacheMutex);
+        DropIdleStatements();
+        ++m_generation;
+    }
     if (m_db != nullptr) {
         sqlite3_close_v2(m_db);
         m_db = nullptr;
@@ -55,6 +76,60 @@ bool SqliteConnection::HasTable(const QString& name) {
     return q.Ok() && q.Next();
 }
 
+sqlite3_stmt* SqliteConnection::TakeStatement(const char* sql, uint64_t& generation) {
+    {
+        std::lock_guard<std::mutex> lock(m_cacheMutex);
+        generation = m_generation;
+        for (auto it = m_idle.begin(); it != m_idle.end(); ++it) {
+            if (it->first == sql) {
+                sqlite3_stmt* stmt = it->second;
+                m_idle.erase(it);
+                return stmt;
+            }
+        }
+    }
+    sqlite3_stmt* stmt = nullptr;
+    if (m_db == nullptr || sqlite3_prepare_v2(m_db, sql, -1, &stmt, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(stmt);
+        return nullptr;
+    }
+    return stmt;
+}
+
+void SqliteConnection::ReturnStatement(sqlite3_stmt* stmt, uint64_t generation) {
+    if (stmt == nullptr) {
+        return;
+    }
+    // At most two idle statements of one SQL (one thread reading while another writes) and sixteen in
+    // all; the rest are finalised.
+    constexpr int kIdleOfOneSql = 2;
+    constexpr size_t kIdleInAll = 16;
+    sqlite3_reset(stmt);
+    sqlite3_clear_bindings(stmt);
+    {
+        std::lock_guard<std::mutex> lock(m_cacheMutex);
+        if (generation == m_generation && m_idle.size() < kIdleInAll) {
+            const char* sql = sqlite3_sql(stmt);
+            int same = 0;
+            for (const auto& idle : m_idle) {
+                same += idle.first == sql ? 1 : 0;
+            }
+            if (same < kIdleOfOneSql) {
+                m_idle.emplace_back(sql, stmt);
+                return;
+            }
+        }
+    }
+    sqlite3_finalize(stmt);
+}
+
+void SqliteConnection::DropIdleStatements() {
+    for (const auto& idle : m_idle) {
+        sqlite3_finalize(idle.second);
+    }
+    m_idle.clear();
+}
+
 QString SqliteConnection::LastError() const {
     return m_db != nullptr ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QString();
 }
@@ -70,8 +145,17 @@ SqliteStatement::SqliteStatement(sqlite3* db, const char* sql) {
 SqliteStatement::SqliteStatement(sqlite3* db, const QString& sql)
     : SqliteStatement(db, sql.toUtf8().constData()) {}
 
+SqliteStatement::SqliteStatement(SqliteConnection& connection, const char* sql) : m_cache(&connection) {
+    m_stmt = connection.TakeStatement(sql, m_generation);
+    m_failed = m_stmt == nullptr;
+}
+
 SqliteStatement::~SqliteStatement() {
-    sqlite3_finalize(m_stmt);
+    if (m_cache != nullptr) {
+        m_cache->ReturnStatement(m_stmt, m_generation);
+    } else {
+        sqlite3_finalize(m_stmt);
+    }
 }
 
 namespace {

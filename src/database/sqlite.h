@@ -7,6 +7,9 @@
 #include <QByteArray>
 #include <QString>
 #include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -37,7 +40,24 @@ public:
     QString LastError() const;
 
 private:
+    friend class SqliteStatement;
+
+    // A statement of `sql` for one use: an idle one prepared before, or a new one (nullptr when the
+    // preparation fails). `generation` receives the number of the opening it belongs to.
+    sqlite3_stmt* TakeStatement(const char* sql, uint64_t& generation);
+    // Takes back a statement of TakeStatement: reset and kept for the next use of its SQL, or
+    // finalised when the connection was closed since, or when enough of that SQL are idle.
+    void ReturnStatement(sqlite3_stmt* stmt, uint64_t generation);
+    // Finalises the idle statements. Called with m_cacheMutex held.
+    void DropIdleStatements();
+
     sqlite3* m_db = nullptr;
+    // Statements prepared on this connection and not in use, for operations that run once per row or
+    // per file: preparing costs 10 to 20 µs each time, as much as a look-up itself. Guarded by
+    // m_cacheMutex, since statements of one connection are used by several threads.
+    std::mutex m_cacheMutex;
+    std::vector<std::pair<std::string, sqlite3_stmt*>> m_idle;
+    uint64_t m_generation = 0;  // counts the openings, so that a statement outliving its connection dies
 };
 
 class SqliteStatement {
@@ -45,6 +65,10 @@ public:
     // Prepares `sql` on the connection; Ok() tells whether that worked.
     SqliteStatement(sqlite3* db, const QString& sql);
     SqliteStatement(sqlite3* db, const char* sql);
+    // The same, with a statement the connection keeps prepared between uses (reset and its bindings
+    // cleared when this object ends). For statements run once per row or per file; the connection must
+    // outlive the object.
+    SqliteStatement(SqliteConnection& connection, const char* sql);
     ~SqliteStatement();
     SqliteStatement(const SqliteStatement&) = delete;
     SqliteStatement& operator=(const SqliteStatement&) = delete;
@@ -81,6 +105,8 @@ public:
 private:
     sqlite3_stmt* m_stmt = nullptr;
     bool m_failed = false;
+    SqliteConnection* m_cache = nullptr;  // the connection that takes the statement back, if any
+    uint64_t m_generation = 0;
 };
 
 }  // namespace tembrix

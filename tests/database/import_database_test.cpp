@@ -126,6 +126,42 @@ TEST_F(ImportDatabaseTest, EverySourceRowArrivesWholeAndASecondImportFindsThemAl
     }
 }
 
+// The source is read ahead of the import, several hundred rows at a time: each row must still meet its
+// own key, whether the rows between were skipped as duplicates or not.
+TEST_F(ImportDatabaseTest, RowsReadAheadMeetTheirKeysPastRunsOfDuplicates) {
+    for (const bool replace : {false, true}) {
+        SCOPED_TRACE(replace);
+        std::vector<RawRow> rows;
+        std::vector<RawRow> stored;
+        for (int i = 0; i < 900; ++i) {
+            rows.push_back(Row(QString::number(i), 10 + i % 7));
+            // Runs of duplicates, the longest longer than the rows read ahead.
+            if (i % 3 == 0 || (i >= 300 && i < 600)) {
+                stored.push_back(rows.back());
+            }
+        }
+        mainPath = dir.File(QStringLiteral("mixed%1.db").arg(replace));
+        sourcePath = dir.File(QStringLiteral("mixed-source%1.db").arg(replace));
+        Open(stored, rows);
+        const QStringList before = Rows(mainPath);
+        ImportDatabase worker(store, source);
+        worker.replaceDuplicates = replace;
+        const ImportRun run = RunImport(worker);
+        const int dups = static_cast<int>(stored.size());
+        EXPECT_EQ(run.lines.size(), dups);
+        EXPECT_EQ(run.summary, replace ? ImportSummary(900, 900, 0, dups, 900)
+                                       : ImportSummary(900, 900, dups, 0, 900 - dups));
+        QStringList expected = replace ? QStringList() : before;
+        const QStringList sourceRows = Rows(sourcePath);
+        for (int i = 0; i < 900; ++i) {
+            if (replace || !(i % 3 == 0 || (i >= 300 && i < 600))) {
+                expected.append(sourceRows[i]);
+            }
+        }
+        EXPECT_EQ(Rows(mainPath), expected);
+    }
+}
+
 // The policy is read at every duplicate: here the first is kept, the others replaced. The keys come in
 // table order (not in the order of the track look-up index) and keep sizes beyond 32 bits.
 TEST_F(ImportDatabaseTest, DuplicatesAreKeptOrReplacedAsThePolicySaysWhenEachIsMet) {
