@@ -4,7 +4,7 @@ JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 WERROR ?= ON
 
-.PHONY: deps configure build run test bench sanitize sanitize-asan sanitize-tsan demo format clean
+.PHONY: deps configure build run test bench package package-lint sanitize sanitize-asan sanitize-tsan demo format clean
 
 deps:
 	@scripts/install-deps
@@ -23,6 +23,13 @@ test: build
 
 bench: build
 	@scripts/run-benchmarks $(BUILD)
+
+# The Debian package $(BUILD)/tembrix_<version>_<arch>.deb (CPack); package-lint also runs lintian on it.
+package: build
+	@cd $(BUILD) && cpack -G DEB
+
+package-lint: package
+	@lintian --info $(BUILD)/tembrix_*.deb
 
 sanitize: sanitize-asan sanitize-tsan
 

@@ -18,10 +18,9 @@ struct Command {
 
 // Every command of the front end; later commands add a line here.
 const Command kCommands[] = {
-    {"envelope", CmdEnvelope}, {"create", CmdCreate}, {"list", CmdList},
-    {"show", CmdShow},         {"clear", CmdClear},   {"vacuum", CmdVacuum},
-    {"index", CmdIndex},
-    {"check", CmdCheck},       {"import", CmdImport}, {"stats", CmdStats},
+    {"envelope", CmdEnvelope}, {"create", CmdCreate}, {"list", CmdList},   {"show", CmdShow},
+    {"clear", CmdClear},       {"vacuum", CmdVacuum}, {"index", CmdIndex}, {"check", CmdCheck},
+    {"import", CmdImport},     {"stats", CmdStats},
 };
 
 const char kUsage[] =
@@ -124,6 +123,10 @@ int Run(const QStringList& arguments) {
         arguments[1] == QLatin1String("-h") || arguments[1] == QLatin1String("help")) {
         std::fputs(kUsage, arguments.size() < 2 ? stderr : stdout);
         return arguments.size() < 2 ? kExitUsage : kExitOk;
+    }
+    if (arguments[1] == QLatin1String("--version")) {
+        Out(QStringLiteral("tembrix-cli " TEMBRIX_VERSION));
+        return kExitOk;
     }
     const QString name = arguments[1];
     for (const Command& c : kCommands) {

@@ -104,7 +104,7 @@ TAboutBox::TAboutBox(QWidget* parent) : QDialog(parent) {
     big.setPointSizeF(big.pointSizeF() * 1.8);
     big.setBold(true);
     productName->setFont(big);
-    auto* version = new QLabel(QStringLiteral("Версия 1.0"), panel);
+    auto* version = new QLabel(QStringLiteral("Версия " TEMBRIX_VERSION), panel);
     version->setObjectName(QStringLiteral("Version"));
     auto* copyright = new QLabel(QStringLiteral("Разработчик: команда «Тембрикс»"), panel);
     copyright->setObjectName(QStringLiteral("Copyright"));
