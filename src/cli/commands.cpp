@@ -18,9 +18,10 @@ struct Command {
 
 // Every command of the front end; later commands add a line here.
 const Command kCommands[] = {
-    {"envelope", CmdEnvelope}, {"create", CmdCreate}, {"list", CmdList},   {"show", CmdShow},
-    {"clear", CmdClear},       {"vacuum", CmdVacuum}, {"index", CmdIndex}, {"check", CmdCheck},
-    {"import", CmdImport},     {"stats", CmdStats},
+    {"envelope", CmdEnvelope}, {"create", CmdCreate}, {"list", CmdList},
+    {"show", CmdShow},         {"clear", CmdClear},   {"vacuum", CmdVacuum},
+    {"index", CmdIndex},
+    {"check", CmdCheck},       {"import", CmdImport}, {"stats", CmdStats},
 };
 
 const char kUsage[] =
