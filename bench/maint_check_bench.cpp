@@ -58,7 +58,7 @@ int RunCheck(tembrix::TDataModule1& store, int mask) {
     worker.checkSourceFiles = (mask & 4) != 0;
     worker.checkIndexValues = worker.checkIndexSizes = (mask & 8) != 0;
     int lines = 0;
-    worker.onLine = [&lines](const QString&) { ++lines; };
+    worker.onLines = [&lines](const QStringList& batch) { lines += static_cast<int>(batch.size()); };
     worker.Execute();
     return lines;
 }
