@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "database/index_store.h"
+#include "database/maint_test_db.h"
 #include "database/sqlite.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
@@ -235,14 +236,7 @@ TEST_F(StoreTest, VacuumAndClearOfADamagedFileFail) {
         ASSERT_EQ(Insert(Record(QString::number(i))), 0);
     }
     store.Disconnect();
-    {
-        // The schema page stays whole, so the file still connects; the pages of the rows do not.
-        QFile f(path);
-        ASSERT_TRUE(f.open(QIODevice::ReadWrite));
-        ASSERT_GT(f.size(), 3 * 4096);
-        f.seek(2 * 4096);
-        f.write(QByteArray(f.size() - 2 * 4096, '\xA5'));
-    }
+    ASSERT_TRUE(test::DamageRows(path));
     ASSERT_TRUE(store.Connect(path));
     EXPECT_FALSE(store.Vacuum());
     EXPECT_FALSE(store.ClearTable());
