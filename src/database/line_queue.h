@@ -1,13 +1,15 @@
 #pragma once
 // LineQueue: the report lines of a worker thread on their way to the main thread, in batches. The
 // worker adds lines without waiting; the first line added to an empty queue posts one delivery to the
-// main thread, which hands every line queued by then to the sink in one call. While the main thread is
-// busy, lines pile up and go in the next batch, so a worker that reports a line for every row costs the
-// main thread one call per batch, not one per line; an idle main thread shows a line at once.
+// main thread, which gathers lines for up to kGatherMs after that first one and then hands every line
+// queued by then to the sink in one call. So a worker that reports a line for every row wakes the main
+// thread a few dozen times a second, not once per line, and a line is shown within about kGatherMs
+// (plus whatever the main thread is busy with) after it was found.
 //
 // Order is kept: lines come out in the order they were added, and Deliver() run before any other
 // notification of the worker puts all lines added before it first.
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -32,11 +34,18 @@ public:
     // Main thread: hands every queued line to the sink (nothing when none is queued).
     void Deliver();
 
+    // How long a delivery gathers lines after the first, in ms.
+    static constexpr qint64 kGatherMs = 25;
+
 private:
+    // Main thread: delivers, or waits (on a timer) until the first queued line is kGatherMs old.
+    void DeliverGathered();
+
     QPointer<QObject> m_context;
     const std::function<void(const QStringList&)>& m_sink;
     std::mutex m_mutex;
     QStringList m_lines;            // queued, guarded by m_mutex
+    QElapsedTimer m_firstQueued;    // since the first line of m_lines was added, guarded by m_mutex
     bool m_deliveryPosted = false;  // guarded by m_mutex
 };
 
