@@ -111,4 +111,38 @@ inline QString Collection(const QString& name, int first, int last) {
     return path;
 }
 
+// 100,000 rows with 1,200-byte envelopes, all without tag text (`lackingTags`: the check's empty-fields
+// pass reports each) or all with it (it reports none); otherwise alike. Kept between runs.
+inline QString TagCollection(bool lackingTags) {
+    constexpr int kRows = 100000;
+    const QString path =
+        BenchPath(lackingTags ? QStringLiteral("check-no-tags-100k") : QStringLiteral("check-tags-100k"));
+    if (RowCount(path) == kRows) {
+        return path;
+    }
+    std::fprintf(stderr, "making %s...\n", path.toUtf8().constData());
+    QFile::remove(path);
+    SqliteConnection c;
+    if (!c.Open(path) || !c.Exec(kCreateTableSql) || !c.Exec("BEGIN")) {
+        return {};
+    }
+    const QByteArray envelope(1200, '\x10');  // above the short-index limit: no other finding
+    for (int key = 0; key < kRows; ++key) {
+        SqliteStatement insert(c.Handle(),
+                               "INSERT INTO Data (source_size, sha2, md5, duration, source_path, "
+                               "source_file_name, extension, type, audio_track, all_tracks, created, info, "
+                               "index_size, index_data) VALUES (:SS, :SHA2, :MD5, :DUR, :PATH, :NAME, :EXT, "
+                               ":TYPE, :TRACK, :TRACKS, :CREATED, :INFO, :ISIZE, :IDATA)");
+        if (!InsertRow(insert, key, envelope)) {
+            return {};
+        }
+    }
+    const char* info = lackingTags ? "UPDATE Data SET info = ''" : "UPDATE Data SET info = 'Artist: A'";
+    if (!c.Exec(info) || !c.Exec("COMMIT") || !c.Exec(kCreateTrackIndexSql) || !c.Exec(kCreatePathIndexSql) ||
+        !c.Exec(kCreateStatsIndexSql)) {
+        return {};
+    }
+    return path;
+}
+
 }  // namespace tembrix::bench

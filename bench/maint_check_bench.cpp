@@ -1,10 +1,17 @@
 // The check worker with every pass over 20,000 rows with 48,000-byte envelopes, against reading every
 // blob once (SELECT index_data FROM Data), the floor any envelope pass has. Target: at most 1.5 x.
+// And a check that reports every row against one that reports none (100,000 rows without or with tag
+// text, the empty-fields pass alone), by the worker on its thread and by tembrix-cli check; target: at
+// most 2 x. (The check window's side is bench/gui_check_window.)
 //   build/bench/maint_check_bench
 
 #include <benchmark/benchmark.h>
 
 #include <sqlite3.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QProcess>
 
 #include "database/check_database.h"
 #include "database/index_store.h"
@@ -58,7 +65,7 @@ int RunCheck(tembrix::TDataModule1& store, int mask) {
     worker.checkSourceFiles = (mask & 4) != 0;
     worker.checkIndexValues = worker.checkIndexSizes = (mask & 8) != 0;
     int lines = 0;
-    worker.onLine = [&lines](const QString&) { ++lines; };
+    worker.onLines = [&lines](const QStringList& batch) { lines += static_cast<int>(batch.size()); };
     worker.Execute();
     return lines;
 }
@@ -90,6 +97,75 @@ BENCHMARK(BM_Check)
     ->Repetitions(7)
     ->ComputeStatistics("min", tembrix::bench::Minimum);
 
+// Runs `worker` on its thread while this (main) thread takes its notifications, as the window and the
+// command line do.
+void RunOnThread(QThread& worker) {
+    QEventLoop loop;
+    QObject::connect(&worker, &QThread::finished, &loop, &QEventLoop::quit);
+    worker.start();
+    loop.exec();
+    worker.wait();
+}
+
+// Argument: 1 for the rows without tag text (a line each), 0 for the rows with it (no line).
+void BM_CheckEveryRowReported(benchmark::State& state) {
+    const bool lacking = state.range(0) != 0;
+    tembrix::TDataModule1 store;
+    if (!store.Connect(tembrix::bench::TagCollection(lacking))) {
+        state.SkipWithError("no database");
+        return;
+    }
+    int lines = 0;
+    for (auto _ : state) {
+        tembrix::CheckDatabase worker(store);
+        worker.finishPauseMs = 0;
+        worker.checkDuplicates = worker.checkSourceFiles = false;
+        worker.checkIndexValues = worker.checkIndexSizes = false;
+        lines = 0;
+        worker.onLines = [&lines](const QStringList& batch) { lines += static_cast<int>(batch.size()); };
+        RunOnThread(worker);
+    }
+    state.counters["lines"] = lines;
+}
+BENCHMARK(BM_CheckEveryRowReported)
+    ->ArgName("every_row")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Repetitions(5)
+    ->ComputeStatistics("min", tembrix::bench::Minimum);
+
+// The same through tembrix-cli check --no-duplicates --no-index, its output thrown away.
+void BM_CliCheckEveryRowReported(benchmark::State& state) {
+    const QString db = tembrix::bench::TagCollection(state.range(0) != 0);
+    const QString cli = QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/tembrix-cli");
+    for (auto _ : state) {
+        QProcess process;
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.start(cli, {QStringLiteral("check"), QStringLiteral("--db"), db,
+                            QStringLiteral("--no-duplicates"), QStringLiteral("--no-index")});
+        if (!process.waitForFinished(600000) || process.exitStatus() != QProcess::NormalExit) {
+            state.SkipWithError("tembrix-cli did not run");
+            return;
+        }
+    }
+}
+BENCHMARK(BM_CliCheckEveryRowReported)
+    ->ArgName("every_row")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Repetitions(5)
+    ->ComputeStatistics("min", tembrix::bench::Minimum);
+
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);  // the main thread that takes the workers' lines
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -107,7 +107,7 @@ int CmdClear(const QStringList& args) {
         return kExitUsage;
     }
     if (!store.ClearTable()) {
-        return kExitUsage;
+        return kExitPartial;  // the store has said "Ошибка очистки таблицы!"; nothing more
     }
     store.Vacuum();
     store.Commit();
@@ -126,7 +126,7 @@ int CmdVacuum(const QStringList& args) {
     }
     if (!store.Vacuum()) {
         Err(QStringLiteral("Операция завершилась ошибкой!"));
-        return kExitUsage;
+        return kExitPartial;
     }
     Out(QStringLiteral("База данных сжата!"));
     return kExitOk;

@@ -48,6 +48,13 @@ void RunWorker(QThread& worker) {
     std::signal(SIGINT, previous);
 }
 
+// Prints a batch of lines with one write.
+void OutLines(const QStringList& lines) {
+    if (!lines.isEmpty()) {
+        Out(lines.join(u'\n'));
+    }
+}
+
 }  // namespace
 
 int CmdCheck(const QStringList& args) {
@@ -76,9 +83,9 @@ int CmdCheck(const QStringList& args) {
     worker.finishPauseMs = 0;
     int findings = 0;
     int failures = 0;
-    worker.onLine = [&](const QString& line) {
-        ++findings;
-        Out(line);
+    worker.onLines = [&](const QStringList& lines) {
+        findings += static_cast<int>(lines.size());
+        OutLines(lines);
     };
     worker.onFailure = [&](const QString& error) {
         ++failures;
@@ -113,34 +120,24 @@ int CmdImport(const QStringList& args) {
     }
     ImportDatabase worker(store, source);
     worker.replaceDuplicates = o.Has(QStringLiteral("replace"));
-    bool failed = false;
-    bool keysUnreadable = false;
-    worker.onLine = [&](const QString& line) {
-        Out(line);
-        if (!line.startsWith(QStringLiteral("Дубликат: "))) {
-            failed = true;
-            keysUnreadable =
-                keysUnreadable ||
-                line == QStringLiteral("Ошибка получения списка записей импортируемой базы данных!");
-        }
-    };
-    worker.onMessageBox = [&](const QString& text) {
-        Out(text);
-        if (text == QStringLiteral("Импорт остановлен!")) {
-            failed = true;
-        }
-    };
-    worker.onSummary = [](const QStringList& summary) {
-        for (const QString& line : summary) {
-            Out(line);
-        }
-    };
+    worker.onLines = OutLines;
+    worker.onMessageBox = [](const QString& text) { Out(text); };
+    worker.onSummary = OutLines;
     RunWorker(worker);
     source.Disconnect();
-    if (keysUnreadable) {
-        return kExitUsage;
+    // The exit status follows from how the import ended: 2 when nothing could start, 1 when it ended
+    // early or left rows out, 0 when every row was handled.
+    switch (worker.outcome) {
+        case ImportDatabase::Outcome::KeysUnreadable:
+            return kExitUsage;
+        case ImportDatabase::Outcome::Done:
+            return worker.rowErrors == 0 ? kExitOk : kExitPartial;
+        case ImportDatabase::Outcome::Stopped:
+        case ImportDatabase::Outcome::LookupFailed:
+        case ImportDatabase::Outcome::WriteFailed:
+            break;
     }
-    return failed ? kExitPartial : kExitOk;
+    return kExitPartial;
 }
 
 int CmdStats(const QStringList& args) {

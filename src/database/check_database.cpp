@@ -167,7 +167,8 @@ private:
 
 }  // namespace
 
-CheckDatabase::CheckDatabase(TDataModule1& store, QObject* parent) : QThread(parent), m_store(store) {}
+CheckDatabase::CheckDatabase(TDataModule1& store, QObject* parent)
+    : QThread(parent), m_lines(this, onLines), m_store(store) {}
 
 CheckDatabase::~CheckDatabase() {
     requestInterruption();
@@ -176,19 +177,22 @@ CheckDatabase::~CheckDatabase() {
 
 void CheckDatabase::run() {
     Execute();
+    // Lines queued after the last notification reach the sink before the thread is seen to end.
+    Synchronize([this] { m_lines.Deliver(); });
     MarkWorkEnd(this);
 }
 
 void CheckDatabase::Line(const QString& line) {
-    if (onLine) {
-        Synchronize([&] { onLine(line); });
-    }
+    m_lines.Add(line);
 }
 
 void CheckDatabase::Failure(const QString& error) {
-    if (onFailure) {
-        Synchronize([&] { onFailure(error); });
-    }
+    Synchronize([&] {
+        m_lines.Deliver();
+        if (onFailure) {
+            onFailure(error);
+        }
+    });
 }
 
 void CheckDatabase::Execute() {
@@ -239,9 +243,12 @@ void CheckDatabase::Execute() {
     for (int slept = 0; slept < finishPauseMs && !Stopping(); slept += 10) {
         QThread::msleep(10);
     }
-    if (onFinish) {
-        Synchronize([&] { onFinish(); });
-    }
+    Synchronize([&] {
+        m_lines.Deliver();
+        if (onFinish) {
+            onFinish();
+        }
+    });
 }
 
 void CheckDatabase::CountRecords() {

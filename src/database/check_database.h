@@ -14,6 +14,8 @@
 #include <atomic>
 #include <functional>
 
+#include "database/line_queue.h"
+
 struct sqlite3;
 
 namespace tembrix {
@@ -40,11 +42,13 @@ public:
     // Pause between progress 100 and the finish notification, in ms (interrupted by a stop request).
     int finishPauseMs = 1000;
 
-    // Notifications, each run on the main thread through Synchronize while the worker waits; an unset
-    // one is skipped.
-    std::function<void(const QString& line)> onLine;      // a report line "Id=…\t…"
-    std::function<void(const QString& error)> onFailure;  // a pass failed: message box text
-    std::function<void()> onFinish;                       // the end (also after a stop request)
+    // Notifications, run on the main thread; an unset one is skipped. The report lines come in
+    // batches, in order, without the worker waiting for them; the failure and finish notifications are
+    // synchronous, and all lines found before each of them are delivered before it. Set them before
+    // start().
+    std::function<void(const QStringList& lines)> onLines;  // report lines "Id=…\t…"
+    std::function<void(const QString& error)> onFailure;    // a pass failed: message box text
+    std::function<void()> onFinish;                         // the end (also after a stop request)
 
     // The count step and the passes, reported in order, on the calling thread (the envelope pass reads
     // on a second thread meanwhile, which ends before this returns).
@@ -67,6 +71,7 @@ private:
     // The envelope pass, on the store's connection and on any thread: appends its findings to `lines`.
     bool CheckIndexData(QStringList& lines);
 
+    LineQueue m_lines;  // feeds onLines
     TDataModule1& m_store;
 };
 

@@ -21,22 +21,52 @@ namespace tembrix {
 namespace {
 
 // The open write transaction of the import: committed when it holds 1000 rows or 64 MB of envelopes,
-// when its first row is a second old, and at the end. Whether a transaction is open is asked of the
-// connection, since another caller of the store may commit it (the indexing's closing COMMIT); the rows
-// are then committed one by one by the connection until the next batch begins.
+// when its first row is a second old, and at the end. The rows and deletions of a batch count as done
+// only once it has committed. The first write that fails (a row, a deletion or the commit) rolls the
+// whole batch back and the batch stays failed: nothing of it is left half done, and no deletion runs
+// outside it.
+//
+// Whether the transaction is still open is asked of the connection, since another caller of the store
+// may end it: a COMMIT by the indexing's last step commits the batch (its rows are then stored), while
+// a rollback of the connection (a failed statement of any caller) takes the batch with it, which the
+// rollback hook records.
 class Batch {
 public:
     static constexpr int kMaxRows = 1000;
     static constexpr int64_t kMaxBytes = 64 * 1024 * 1024;
     static constexpr qint64 kMaxMs = 1000;
 
-    explicit Batch(TDataModule1& store) : m_store(store) {}
+    // The store must stay connected while the batch exists.
+    explicit Batch(TDataModule1& store) : m_store(store), m_db(store.Handle()) {
+        if (m_db != nullptr) {
+            sqlite3_rollback_hook(m_db, &Batch::OnRollback, &m_rolledBack);
+        }
+    }
+    ~Batch() {
+        if (m_db != nullptr) {
+            sqlite3_rollback_hook(m_db, nullptr, nullptr);
+        }
+    }
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
 
-    void Begin() {
-        m_store.BeginTransaction();
+    // Opens the first batch. False (and failed) when the transaction cannot begin.
+    bool Begin() {
         m_rows = 0;
         m_bytes = 0;
+        m_rolledBack = false;
+        if (!m_store.BeginTransaction() || !Open()) {
+            return Fail();
+        }
+        return true;
     }
+
+    // True once a write of the batch failed; the batch is then rolled back and nothing more is written.
+    bool Failed() const { return m_failed; }
+
+    // Rows inserted and rows deleted by the batches committed so far.
+    int CommittedRows() const { return m_committedRows; }
+    int CommittedDeletes() const { return m_committedDeletes; }
 
     // Notes that the rows of the track of `key` older than row `newId` are to go before the batch
     // commits. Deleting them at once would free their pages for the next rows of this very transaction,
@@ -48,14 +78,15 @@ public:
     }
 
     // Runs the pending deletes now if one of them is of that track, so that a look-up of the track sees
-    // what it would see had the old rows gone at once.
-    void SettleTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
+    // what it would see had the old rows gone at once. False when the batch failed.
+    bool SettleTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
         if (m_pendingTracks.contains(TrackKey(md5, sourceSize, audioTrack))) {
-            DeletePending();
+            return DeletePending();
         }
+        return !m_failed;
     }
 
-    // Counts one written row.
+    // Counts one row stored in the open batch, with its envelope bytes.
     void Count(int64_t envelopeBytes) {
         if (m_rows == 0) {
             m_timer.start();
@@ -64,37 +95,35 @@ public:
         m_bytes += envelopeBytes;
     }
 
-    // Commits the batch when it is full or old enough, and begins the next. A commit that fails (a
-    // reader of the file holding its lock past the busy timeout) keeps the batch open; the next row
-    // tries again.
-    void CommitWhenDue() {
-        if (!Open()) {
-            Begin();
-            return;
-        }
-        if (m_rows >= kMaxRows || m_bytes >= kMaxBytes || (m_rows > 0 && m_timer.elapsed() >= kMaxMs)) {
-            DeletePending();
-            if (m_store.CommitTransaction()) {
-                Begin();
+    // Fails the batch after a write of the import failed, or after the connection rolled it back.
+    bool Fail() {
+        if (!m_failed) {
+            m_failed = true;
+            if (Open()) {
+                m_store.RollbackTransaction();
             }
+            m_pending.clear();
+            m_pendingTracks.clear();
+            m_rows = 0;
+            m_deletes = 0;
         }
-    }
-
-    // Commits what is open. A last commit is retried; when it still fails the batch is rolled back, so
-    // that the connection is not left inside a transaction. False then.
-    bool End() {
-        DeletePending();
-        if (!Open()) {
-            return true;
-        }
-        for (int attempt = 0; attempt < 3; ++attempt) {
-            if (m_store.CommitTransaction()) {
-                return true;
-            }
-        }
-        m_store.RollbackTransaction();
         return false;
     }
+
+    // After each source row: checks that the batch is still there, then commits it when it is full or
+    // old enough and begins the next. False when the batch failed.
+    bool CommitWhenDue() {
+        if (!StillOpen()) {
+            return false;
+        }
+        if (m_rows >= kMaxRows || m_bytes >= kMaxBytes || (m_rows > 0 && m_timer.elapsed() >= kMaxMs)) {
+            return CommitNow() && Begin();
+        }
+        return true;
+    }
+
+    // Commits what is open, at the end of the import. False when the batch failed (now or before).
+    bool End() { return StillOpen() && CommitNow(); }
 
 private:
     struct Replaced {
@@ -104,25 +133,75 @@ private:
         int64_t newId;
     };
 
+    static void OnRollback(void* flag) { static_cast<std::atomic<bool>*>(flag)->store(true); }
+
     static QString TrackKey(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
         return md5 + QString::asprintf("\t%lli\t%i", static_cast<long long>(sourceSize), audioTrack);
     }
 
-    // A delete that fails leaves the old rows beside the new one (the store logs it): nothing is lost,
-    // and the check reports the track as a duplicate.
-    void DeletePending() {
+    // True while the batch is open. A batch rolled back by the connection fails; one that another
+    // caller has committed counts as committed and the next one begins.
+    bool StillOpen() {
+        if (m_failed) {
+            return false;
+        }
+        if (m_rolledBack) {
+            return Fail();
+        }
+        if (!Open()) {
+            Committed();
+            return Begin();
+        }
+        return true;
+    }
+
+    // Deletes the replaced rows inside the batch. Any failure fails the batch: the replacements would
+    // otherwise stand beside the rows they replace.
+    bool DeletePending() {
         for (const Replaced& r : m_pending) {
-            m_store.DeleteReplacedRows(r.md5, r.sourceSize, r.audioTrack, r.newId);
+            int deletedRows = 0;
+            if (m_store.DeleteReplacedRows(r.md5, r.sourceSize, r.audioTrack, r.newId, deletedRows) !=
+                    TDataModule1::kOk ||
+                m_rolledBack) {
+                return Fail();
+            }
+            m_deletes += deletedRows;
         }
         m_pending.clear();
         m_pendingTracks.clear();
+        return true;
+    }
+
+    bool CommitNow() {
+        if (!DeletePending()) {
+            return false;
+        }
+        if (!m_store.CommitTransaction() || m_rolledBack) {
+            return Fail();
+        }
+        Committed();
+        return true;
+    }
+
+    void Committed() {
+        m_committedRows += m_rows;
+        m_committedDeletes += m_deletes;
+        m_rows = 0;
+        m_deletes = 0;
+        m_bytes = 0;
     }
 
     bool Open() const { return m_store.Handle() != nullptr && sqlite3_get_autocommit(m_store.Handle()) == 0; }
 
     TDataModule1& m_store;
-    int m_rows = 0;
+    sqlite3* m_db;
+    int m_rows = 0;     // rows inserted in the open batch
+    int m_deletes = 0;  // rows deleted in the open batch
     int64_t m_bytes = 0;
+    int m_committedRows = 0;
+    int m_committedDeletes = 0;
+    bool m_failed = false;
+    std::atomic<bool> m_rolledBack{false};  // set by the connection's rollback hook, on any thread
     QElapsedTimer m_timer;
     std::vector<Replaced> m_pending;
     QSet<QString> m_pendingTracks;
@@ -302,7 +381,7 @@ private:
 }  // namespace
 
 ImportDatabase::ImportDatabase(TDataModule1& store, TDataModule2& source, QObject* parent)
-    : QThread(parent), m_store(store), m_source(source) {}
+    : QThread(parent), m_lines(this, onLines), m_store(store), m_source(source) {}
 
 ImportDatabase::~ImportDatabase() {
     requestInterruption();
@@ -311,25 +390,25 @@ ImportDatabase::~ImportDatabase() {
 
 void ImportDatabase::run() {
     Execute();
+    // Lines queued after the last notification reach the sink before the thread is seen to end.
+    Synchronize([this] { m_lines.Deliver(); });
     MarkWorkEnd(this);
 }
 
 void ImportDatabase::Line(const QString& text) {
-    if (onLine) {
-        Synchronize([&] { onLine(text); });
-    }
+    m_lines.Add(text);
 }
 
 void ImportDatabase::MessageBox(const QString& text) {
-    if (onMessageBox) {
-        Synchronize([&] { onMessageBox(text); });
-    }
+    Synchronize([&] {
+        m_lines.Deliver();
+        if (onMessageBox) {
+            onMessageBox(text);
+        }
+    });
 }
 
 void ImportDatabase::Summary() {
-    if (!onSummary) {
-        return;
-    }
     const QStringList lines = {
         QString(),
         QString::asprintf("Обработано записей: %i из %i", processed, total),
@@ -337,15 +416,26 @@ void ImportDatabase::Summary() {
         QString::asprintf("Удалено записей: %i", deleted),
         QString::asprintf("Добавлено новых записей: %i", added),
     };
-    Synchronize([&] { onSummary(lines); });
+    Synchronize([&] {
+        m_lines.Deliver();
+        if (onSummary) {
+            onSummary(lines);
+        }
+    });
+}
+
+void ImportDatabase::Report(const QString& text) {
+    Line(text);
+    MessageBox(text);
 }
 
 void ImportDatabase::Execute() {
+    outcome = Outcome::Done;
+    rowErrors = 0;
     QStringList keys;
     if (!m_source.ListKeys(keys)) {
-        const QString text = QStringLiteral("Ошибка получения списка записей импортируемой базы данных!");
-        Line(text);
-        MessageBox(text);
+        outcome = Outcome::KeysUnreadable;
+        Report(QStringLiteral("Ошибка получения списка записей импортируемой базы данных!"));
         Summary();
         return;
     }
@@ -366,85 +456,98 @@ void ImportDatabase::Execute() {
     const int64_t cacheSize = m_store.CacheSize();
     m_store.SetCacheSize(-kImportCacheKiB);
     Batch batch(m_store);
-    batch.Begin();
     SourceRows rows(m_source, sourceKeys, !SameFile(m_store.DatabasePath(), m_source.DatabasePath()));
-    bool saved = true;
+    // Ends the batch (committing it unless it failed) and takes over its counts. A write failure then
+    // is the outcome, whatever ended the loop.
     const auto finish = [&] {
         rows.Stop();
-        saved = batch.End();
+        const bool saved = batch.End();
         m_store.SetCacheSpill(true);
         m_store.SetCacheSize(cacheSize);
+        added = batch.CommittedRows();
+        deleted = batch.CommittedDeletes();
         if (!saved) {
-            const QString text =
-                QStringLiteral("Ошибка записи в базу данных! Последние импортированные записи не сохранены.");
-            Line(text);
-            MessageBox(text);
+            outcome = Outcome::WriteFailed;
+            Report(QStringLiteral(
+                "Ошибка записи в базу данных! Последние импортированные записи не сохранены."));
         }
+        return saved;
+    };
+    const auto rowError = [&](const QString& text) {
+        ++rowErrors;
+        Report(text);
     };
 
+    batch.Begin();
     IndexRecord record;
     std::vector<uint16_t> envelope;
-    for (int i = 0; i < total; ++i) {
+    for (int i = 0; i < total && !batch.Failed(); ++i) {
         if (isInterruptionRequested()) {
             break;
         }
         const SourceKey& key = sourceKeys[static_cast<size_t>(i)];
-        batch.SettleTrack(key.md5, key.sourceSize, key.audioTrack);
+        if (!batch.SettleTrack(key.md5, key.sourceSize, key.audioTrack)) {
+            break;
+        }
         const int found = m_store.FindTrack(key.md5, key.sourceSize, key.audioTrack);
         if (found == TDataModule1::kFailed || found == TDataModule1::kBusy) {
-            const QString text = QStringLiteral("Ошибка SQL запроса");
-            Line(text);
-            MessageBox(text);
-            finish();
+            Report(QStringLiteral("Ошибка SQL запроса"));
+            if (finish()) {
+                outcome = Outcome::LookupFailed;
+            }
             Summary();
             return;
         }
-        if (found == TDataModule1::kDuplicate) {
-            // A new track. A row that cannot be read is counted all the same, without a message.
-            if (rows.Read(i, record, envelope)) {
-                m_store.InsertRecordWithIndex(record, envelope.data());
-                batch.Count(record.index_size);
-            }
-            ++added;
-        } else {
+        const bool isNew = found == TDataModule1::kDuplicate;
+        if (!isNew) {
             Line(QStringLiteral("Дубликат: MD5-хэш = ") + key.md5 +
                  QString::asprintf("\tтрек = %i\tid = %i\tid2 = %i\tразмер = %lli байт", key.audioTrack,
                                    found, key.id, static_cast<long long>(key.sourceSize)));
-            if (!replaceDuplicates) {
-                ++ignored;
+        }
+        if (!isNew && !replaceDuplicates) {
+            ++ignored;
+        } else {
+            // A new track, or a replacement: the new row is stored first, and the old rows of a replaced
+            // track go only once it is there, in the same transaction (at the end of the batch), so that
+            // a failed insert leaves them in place. A row that could not be read is not inserted (its
+            // record would not be that track's).
+            const bool read = rows.Read(i, record, envelope);
+            int64_t newId = 0;
+            const int inserted =
+                read ? m_store.InsertReplacement(record, envelope.data(), newId) : TDataModule1::kFailed;
+            if (inserted == TDataModule1::kWriteFailed) {
+                batch.Fail();
+                break;
+            }
+            if (!read) {
+                rowError(QStringLiteral("Ошибка DataModule2->GetRecord2"));
+            }
+            if (inserted != TDataModule1::kOk) {
+                rowError(QStringLiteral("Ошибка DataModule1->InsertSQL"));
             } else {
-                // The new row is stored first and the old rows go only once it is there, in the same
-                // transaction (at the end of the batch): when the insert fails, the stored rows stay. A
-                // row that could not be read is not inserted (its record would not be that track's).
-                const bool read = rows.Read(i, record, envelope);
-                int64_t newId = 0;
-                const int inserted =
-                    read ? m_store.InsertReplacement(record, envelope.data(), newId) : TDataModule1::kFailed;
-                if (inserted == TDataModule1::kOk) {
+                batch.Count(record.index_size);
+                if (!isNew) {
                     batch.DeleteLater(key.md5, key.sourceSize, key.audioTrack, newId);
                 }
-                ++deleted;
-                ++added;
-                if (!read) {
-                    const QString text = QStringLiteral("Ошибка DataModule2->GetRecord2");
-                    Line(text);
-                    MessageBox(text);
-                }
-                if (inserted != TDataModule1::kOk) {
-                    const QString text = QStringLiteral("Ошибка DataModule1->InsertSQL");
-                    Line(text);
-                    MessageBox(text);
-                }
-                batch.Count(record.index_size);
             }
         }
-        batch.CommitWhenDue();
+        if (!batch.CommitWhenDue()) {
+            break;
+        }
         ++processed;
         progress = total > 1 ? static_cast<int>((int64_t{i} * 100) / (total - 1)) : 100;
+        added = batch.CommittedRows();
+        deleted = batch.CommittedDeletes();
     }
-    finish();
-    MessageBox(isInterruptionRequested() ? QStringLiteral("Импорт остановлен!")
-                                         : QStringLiteral("Задание выполнено!"));
+    if (!finish()) {
+        Summary();
+        return;
+    }
+    if (isInterruptionRequested()) {
+        outcome = Outcome::Stopped;
+    }
+    MessageBox(outcome == Outcome::Stopped ? QStringLiteral("Импорт остановлен!")
+                                           : QStringLiteral("Задание выполнено!"));
     Summary();
 }
 

@@ -8,7 +8,10 @@
 // one transaction of at most 1000 rows, one second or 64 MB of envelopes, committed also at the end and
 // after a stop. A replacement stores the new row first and deletes the older rows of its track at the
 // end of the batch, in the same transaction, so that a failed insert leaves the stored row in place.
-// The source rows are read ahead on a second thread, unless the source is the store's own file.
+// The first write that fails (disk full, I/O error, read-only file or folder, lock timeout) rolls the
+// open batch back as a whole and ends the import with "Ошибка записи в базу данных! …"; the summary
+// counts only rows of committed batches. The source rows are read ahead on a second thread, unless the
+// source is the store's own file.
 //
 // Created unstarted; start() runs Execute() on the worker thread; requestInterruption() stops it after
 // the current row, and the closing message and the summary still follow.
@@ -18,6 +21,8 @@
 #include <QThread>
 #include <atomic>
 #include <functional>
+
+#include "database/line_queue.h"
 
 namespace tembrix {
 
@@ -35,17 +40,32 @@ public:
     std::atomic<bool> replaceDuplicates{false};
     // 0..100 after each source row, written by the worker only.
     std::atomic<int> progress{0};
+    // How the import ended, for callers that decide from it (the command line's exit status).
+    enum class Outcome {
+        Done,     // every row handled ("Задание выполнено!"), perhaps with row errors
+        Stopped,  // stopped on request ("Импорт остановлен!"); what was done is committed
+        KeysUnreadable,  // the source's key list could not be read; nothing done
+        LookupFailed,  // a track look-up failed ("Ошибка SQL запроса"); the rows before are committed
+        WriteFailed,  // a write failed; the open batch was rolled back
+    };
+    // Valid once Execute() has returned (or the thread has ended).
+    Outcome outcome = Outcome::Done;
+    // Lines "Ошибка DataModule2->GetRecord2" and "Ошибка DataModule1->InsertSQL" given: rows left out.
+    int rowErrors = 0;
+
     // Counters of the summary. Written by the worker; read by the notifications (the worker waits then)
     // or after the thread has ended.
     int total = 0;      // rows in the source
-    int added = 0;      // rows inserted (or tried)
+    int added = 0;      // rows inserted, in committed batches
     int ignored = 0;    // duplicates left out
-    int deleted = 0;    // stored rows replaced
+    int deleted = 0;    // stored rows deleted by replacements, in committed batches
     int processed = 0;  // source rows handled
 
-    // Notifications, each run on the main thread through Synchronize while the worker waits; an unset
-    // one is skipped.
-    std::function<void(const QString&)> onLine;                 // a line for the message list
+    // Notifications, run on the main thread; an unset one is skipped. The lines (duplicates and errors,
+    // in order) come in batches without the worker waiting for them; the message boxes and the summary
+    // are synchronous, and all lines found before each of them are delivered before it. Set them before
+    // start().
+    std::function<void(const QStringList& lines)> onLines;      // lines for the message list
     std::function<void(const QString&)> onMessageBox;           // a message box text
     std::function<void(const QStringList& summary)> onSummary;  // the five summary lines, at the end
 
@@ -59,7 +79,10 @@ private:
     void Line(const QString& text);
     void MessageBox(const QString& text);
     void Summary();
+    // A failure: its line, then its message box.
+    void Report(const QString& text);
 
+    LineQueue m_lines;  // feeds onLines
     TDataModule1& m_store;
     TDataModule2& m_source;
 };

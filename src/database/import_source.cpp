@@ -82,7 +82,9 @@ bool TDataModule2::GetRecordWithIndex(int32_t id, IndexRecord& record, std::vect
     const auto* bytes = static_cast<const unsigned char*>(q.BlobData(dataColumn));
     count = record.index_size / 2;
     envelope.assign(static_cast<size_t>((indexSize + 1) / 2), 0);
-    qFromLittleEndian<uint16_t>(bytes, count, envelope.data());
+    if (count > 0) {  // an empty blob has no data pointer to read from
+        qFromLittleEndian<uint16_t>(bytes, count, envelope.data());
+    }
     if (indexSize % 2 != 0) {
         envelope.back() = bytes[indexSize - 1];  // the odd last byte, in the low half as stored
     }

@@ -176,7 +176,8 @@ int TDataModule1::InsertRecordWithIndex(const IndexRecord& record, const void* e
     }
     // The track is new: the same insert as a replacement's.
     int64_t id = 0;
-    return InsertReplacement(record, envelopeBytes, id);
+    const int result = InsertReplacement(record, envelopeBytes, id);
+    return result == kWriteFailed ? kFailed : result;
 }
 
 int TDataModule1::FindTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
@@ -207,22 +208,27 @@ int TDataModule1::FindPath(const IndexRecord& record) {
     return q.Failed() ? kFailed : 0;
 }
 
-bool TDataModule1::ExecGuarded(const char* sql) {
+bool TDataModule1::ExecGuarded(const char* sql, bool* ran) {
     BusyGuard busy(m_busy);
     if (!busy.Ok()) {
         return false;
     }
     SqliteStatement q(Handle(), sql);
-    q.Run();  // failures are swallowed: the result only speaks of the flag
+    const bool ok = q.Run();
+    if (ran != nullptr) {
+        *ran = ok;
+    }
     return true;
 }
 
 bool TDataModule1::Vacuum() {
-    return ExecGuarded("VACUUM");
+    // A VACUUM that fails (read-only or damaged file, a reader holding it, a full disk) says so.
+    bool ran = false;
+    return ExecGuarded("VACUUM", &ran) && ran;
 }
 
 bool TDataModule1::Commit() {
-    return ExecGuarded("COMMIT");
+    return ExecGuarded("COMMIT", nullptr);  // failures are swallowed: the result only speaks of the flag
 }
 
 int64_t TDataModule1::QueryScalar(const QString& sql) {
@@ -352,14 +358,15 @@ int TDataModule1::InsertReplacement(const IndexRecord& record, const void* envel
     }
     if (!stored) {
         WriteStoreLog(QStringLiteral("Query insert error!"));
-        return kFailed;
+        return IsWriteFault(q.Code()) ? kWriteFailed : kFailed;
     }
     newId = sqlite3_last_insert_rowid(Handle());
     return kOk;
 }
 
 int TDataModule1::DeleteReplacedRows(const QString& md5, int64_t sourceSize, int32_t audioTrack,
-                                     int64_t newId) {
+                                     int64_t newId, int& deletedRows) {
+    deletedRows = 0;
     BusyGuard busy(m_busy);
     if (!busy.Ok()) {
         return kBusy;
@@ -371,8 +378,9 @@ int TDataModule1::DeleteReplacedRows(const QString& md5, int64_t sourceSize, int
     q.Bind(":ID", newId);
     if (!q.Run()) {
         WriteStoreLog(QStringLiteral("Query delete error!"));
-        return kFailed;
+        return IsWriteFault(q.Code()) ? kWriteFailed : kFailed;
     }
+    deletedRows = sqlite3_changes(Handle());
     return kOk;
 }
 

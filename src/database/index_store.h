@@ -25,6 +25,9 @@ public:
     static constexpr int kFailed = -1;
     static constexpr int kBusy = -2;
     static constexpr int kDuplicate = -3;  // also "no such track" from FindTrack
+    // Only from InsertReplacement and DeleteReplacedRows: the file could not be written (disk full, I/O
+    // error, read-only file or folder, lock timeout); the open transaction may be gone with it.
+    static constexpr int kWriteFailed = -4;
 
     TDataModule1() = default;
     TDataModule1(const TDataModule1&) = delete;
@@ -54,8 +57,10 @@ public:
     int FindTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
     // 1 a row with record.source_path exists; 0 none; -1 failure; -2 busy.
     int FindPath(const IndexRecord& record);
-    // False only when the store stays busy; statement failures are swallowed.
+    // False when the store stays busy or the statement fails (read-only, locked or damaged file, full
+    // disk).
     bool Vacuum();
+    // False only when the store stays busy; statement failures are swallowed.
     bool Commit();
     // The integer column `res` of the first row; 0 on busy or failure (and for NULL).
     int64_t QueryScalar(const QString& sql);
@@ -78,12 +83,14 @@ public:
 
     // A replacement, in two halves, each one step under the busy flag. The insert half stores `record` with
     // `record.index_size` bytes of envelope even though rows of its track exist, and gives the new row's
-    // id; 0, -1 (nothing stored), -2. The delete half then removes the rows of that track older than the
-    // new one; 0, -1 (the rows stay), -2. The import runs both inside one transaction, the deletes of a
+    // id; 0, -1 (nothing stored), -2, -4 (a write fault). The delete half then removes the rows of that
+    // track older than the new one and gives their number in `deletedRows`; 0, -1 (the rows stay), -2,
+    // -4. The import runs both inside one transaction, the deletes of a
     // batch just before its commit: pages freed in a transaction and used again in it must first be
     // copied to the rollback journal, pages freed by an earlier one need not.
     int InsertReplacement(const IndexRecord& record, const void* envelopeBytes, int64_t& newId);
-    int DeleteReplacedRows(const QString& md5, int64_t sourceSize, int32_t audioTrack, int64_t newId);
+    int DeleteReplacedRows(const QString& md5, int64_t sourceSize, int32_t audioTrack, int64_t newId,
+                           int& deletedRows);
 
     // Batched writing for the import: a transaction, and savepoints inside it. Each takes the busy flag.
     bool BeginTransaction();
@@ -113,7 +120,8 @@ public:
     BusyFlag& Busy() { return m_busy; }
 
 private:
-    bool ExecGuarded(const char* sql);
+    // Runs `sql` under the busy flag: false only when busy; `ran` (when given) tells whether it ran.
+    bool ExecGuarded(const char* sql, bool* ran);
 
     SqliteConnection m_connection;
     BusyFlag m_busy;

@@ -134,6 +134,26 @@ QString SqliteConnection::LastError() const {
     return m_db != nullptr ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QString();
 }
 
+bool IsWriteFault(int code) {
+    switch (code & 0xFF) {
+        case SQLITE_FULL:
+        case SQLITE_IOERR:
+        case SQLITE_READONLY:
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+        case SQLITE_CANTOPEN:
+        case SQLITE_PERM:
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_NOMEM:
+        case SQLITE_PROTOCOL:
+        case SQLITE_NOLFS:
+            return true;
+        default:
+            return false;
+    }
+}
+
 SqliteStatement::SqliteStatement(sqlite3* db, const char* sql) {
     if (db == nullptr || sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK) {
         sqlite3_finalize(m_stmt);
@@ -201,6 +221,7 @@ bool SqliteStatement::Next() {
     }
     if (rc != SQLITE_DONE) {
         m_failed = true;
+        m_code = rc;
     }
     return false;
 }

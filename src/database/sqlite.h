@@ -60,6 +60,11 @@ private:
     uint64_t m_generation = 0;  // counts the openings, so that a statement outliving its connection dies
 };
 
+// True when a result code means the file could not be written, whatever the statement: disk full, I/O
+// error, read-only file or folder, lock not obtained within the busy timeout, damage, no memory. Such a
+// failure may have ended the open transaction. Constraint and type failures are not write faults.
+bool IsWriteFault(int code);
+
 class SqliteStatement {
 public:
     // Prepares `sql` on the connection; Ok() tells whether that worked.
@@ -87,6 +92,8 @@ public:
     // Runs a statement that has no rows. True when it completed.
     bool Run();
     bool Failed() const { return m_failed; }
+    // The result code of the last failed step (SQLITE_OK when no step failed).
+    int Code() const { return m_code; }
 
     // Column index by name (-1 when absent).
     int Column(const char* name) const;
@@ -105,6 +112,7 @@ public:
 private:
     sqlite3_stmt* m_stmt = nullptr;
     bool m_failed = false;
+    int m_code = 0;
     SqliteConnection* m_cache = nullptr;  // the connection that takes the statement back, if any
     uint64_t m_generation = 0;
 };

@@ -5,7 +5,6 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QShowEvent>
@@ -18,6 +17,7 @@
 #include "app/user_messages.h"
 #include "database/check_database.h"
 #include "forms/help_video_panel.h"
+#include "forms/message_list.h"
 
 namespace tembrix {
 
@@ -61,10 +61,8 @@ TForm7::TForm7(TDataModule1& store, QWidget* parent) : QDialog(parent), m_store(
     auto* page = new QWidget;
     auto* found = new QGroupBox(QStringLiteral("Найденные ошибки"), page);
     found->setObjectName(QStringLiteral("GroupBox2"));
-    m_memo1 = new QPlainTextEdit(found);
+    m_memo1 = new MessageList(found);
     m_memo1->setObjectName(QStringLiteral("Memo1"));
-    m_memo1->setReadOnly(true);
-    m_memo1->setLineWrapMode(QPlainTextEdit::NoWrap);
     auto* foundLayout = new QVBoxLayout(found);
     foundLayout->addWidget(m_memo1);
     auto* pageLayout = new QVBoxLayout(page);
@@ -135,7 +133,7 @@ QCheckBox* TForm7::CheckBox(int n) const {
 }
 
 int TForm7::MessageCount() const {
-    return m_memo1->document()->isEmpty() ? 0 : m_memo1->document()->blockCount();
+    return m_memo1->Count();
 }
 
 void TForm7::showEvent(QShowEvent* event) {
@@ -145,8 +143,13 @@ void TForm7::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
 }
 
+void TForm7::ShowMessageCount() {
+    m_status0->setText(QStringLiteral("Количество сообщений: %1").arg(MessageCount()));
+}
+
 void TForm7::FormShow() {
-    m_memo1->clear();
+    m_memo1->Clear();
+    ShowMessageCount();
     m_progress->hide();
     m_running = false;
     m_start->show();
@@ -159,7 +162,8 @@ void TForm7::BitBtn1Click() {
         Messages().ShowMessage(QStringLiteral("Проверка уже начата!"));
         return;
     }
-    m_memo1->clear();
+    m_memo1->Clear();
+    ShowMessageCount();
     m_running = true;
     m_progress->setValue(0);
     m_progress->show();
@@ -175,9 +179,9 @@ void TForm7::BitBtn1Click() {
     m_worker->checkIndexValues = m_checkBoxes[3]->isChecked();
     // The size check follows the index-values box too; "Проверять размеры индексов" is not read.
     m_worker->checkIndexSizes = m_checkBoxes[3]->isChecked();
-    m_worker->onLine = [this](const QString& line) {
+    m_worker->onLines = [this](const QStringList& lines) {
         if (!m_destroying) {
-            m_memo1->appendPlainText(line);
+            m_memo1->AppendLines(lines);
         }
     };
     m_worker->onFailure = [this](const QString& error) {
@@ -216,12 +220,13 @@ void TForm7::Timer1Timer() {
     if (m_running && m_worker) {
         m_progress->setValue(m_worker->progress.load());
     }
-    m_status0->setText(QStringLiteral("Количество сообщений: %1").arg(MessageCount()));
+    ShowMessageCount();
 }
 
 void TForm7::FinishExecute() {
     m_running = false;
     m_timer1->stop();
+    ShowMessageCount();  // the count of this run, also when it was stopped before the next tick
     m_progress->setValue(100);
     Messages().ShowMessage(QStringLiteral("Проверка закончена!"));
     m_close->show();

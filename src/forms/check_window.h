@@ -12,7 +12,6 @@
 
 class QCheckBox;
 class QLabel;
-class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 class QTimer;
@@ -21,6 +20,7 @@ namespace tembrix {
 
 class CheckDatabase;
 class HelpVideoPanel;
+class MessageList;
 class TDataModule1;
 
 class TForm7 : public QDialog {
@@ -40,7 +40,8 @@ public:
     void BitBtn2Click();
     // "Закрыть".
     void BitBtn3Click();
-    // Each second: the progress while a check runs, and the number of messages.
+    // Each second: the progress while a check runs, and the number of messages (shown also whenever
+    // the list is cleared and at the finish).
     void Timer1Timer();
     // Run by the worker at its end: "Проверка закончена!", buttons back to idle.
     void FinishExecute();
@@ -56,7 +57,7 @@ public:
     QPushButton* BitBtn1() const { return m_start; }
     QPushButton* BitBtn2() const { return m_stop; }
     QPushButton* BitBtn3() const { return m_close; }
-    QPlainTextEdit* Memo1() const { return m_memo1; }
+    MessageList* Memo1() const { return m_memo1; }
     QProgressBar* ProgressBar1() const { return m_progress; }
     QLabel* StatusPanel0() const { return m_status0; }
     QTimer* Timer1() const { return m_timer1; }
@@ -72,6 +73,9 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    // Status panel 0: "Количество сообщений: " and the number of lines.
+    void ShowMessageCount();
+
     TDataModule1& m_store;
     std::unique_ptr<CheckDatabase> m_worker;
     bool m_running = false;
@@ -81,7 +85,7 @@ private:
     QPushButton* m_start = nullptr;
     QPushButton* m_stop = nullptr;
     QPushButton* m_close = nullptr;
-    QPlainTextEdit* m_memo1 = nullptr;
+    MessageList* m_memo1 = nullptr;
     QProgressBar* m_progress = nullptr;
     QLabel* m_status0 = nullptr;
     QTimer* m_timer1 = nullptr;

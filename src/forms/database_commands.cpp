@@ -68,7 +68,9 @@ void TForm1::N11Click() {
                              QStringLiteral("Вы точно хотите удалить все записи?"))) {
         return;
     }
-    m_store.ClearTable();
+    if (!m_store.ClearTable()) {
+        return;  // the store has shown "Ошибка очистки таблицы!"
+    }
     m_store.Vacuum();
     m_store.Commit();
     Messages().ShowMessage(QStringLiteral("База данных успешно очищена!"));

@@ -6,7 +6,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
@@ -20,6 +19,7 @@
 #include "database/import_source.h"
 #include "database/index_store.h"
 #include "forms/help_video_panel.h"
+#include "forms/message_list.h"
 
 namespace tembrix {
 
@@ -74,10 +74,8 @@ TForm8::TForm8(TDataModule1& store, TDataModule2& source, QWidget* parent)
 
     auto* errors = new QGroupBox(QStringLiteral("Сообщения об ошибках"), this);
     errors->setObjectName(QStringLiteral("GroupBox3"));
-    m_memo1 = new QPlainTextEdit(errors);
+    m_memo1 = new MessageList(errors);
     m_memo1->setObjectName(QStringLiteral("Memo1"));
-    m_memo1->setReadOnly(true);
-    m_memo1->setLineWrapMode(QPlainTextEdit::NoWrap);
     auto* errorsLayout = new QVBoxLayout(errors);
     errorsLayout->addWidget(m_memo1);
 
@@ -190,7 +188,7 @@ void TForm8::ShowIdleButtons() {
 }
 
 void TForm8::FormShow() {
-    m_memo1->clear();
+    m_memo1->Clear();
     m_edit1->clear();
     ShowIdleButtons();
     m_keep->setChecked(true);
@@ -230,9 +228,9 @@ void TForm8::BitBtn3Click() {
 
     m_worker = std::make_unique<ImportDatabase>(m_store, m_source);
     m_worker->replaceDuplicates = m_replace->isChecked();
-    m_worker->onLine = [this](const QString& line) {
+    m_worker->onLines = [this](const QStringList& lines) {
         if (!m_destroying) {
-            m_memo1->appendPlainText(line);
+            m_memo1->AppendLines(lines);
         }
     };
     m_worker->onMessageBox = [this](const QString& text) {
@@ -244,13 +242,11 @@ void TForm8::BitBtn3Click() {
         if (m_destroying) {
             return;
         }
-        for (const QString& line : summary) {
-            m_memo1->appendPlainText(line);
-        }
+        m_memo1->AppendLines(summary);
         FinishExecute();
     };
     m_worker->start();
-    m_memo1->clear();
+    m_memo1->Clear();
     m_start->hide();
     m_exit->hide();
     m_stop->show();
@@ -285,8 +281,12 @@ void TForm8::Timer2Timer() {
     ShowIdleButtons();
 }
 
-bool TForm8::FormCloseQuery() const {
-    return m_worker == nullptr;
+bool TForm8::FormCloseQuery() {
+    if (m_worker) {
+        Messages().ShowMessage(QStringLiteral("Дождитесь окончания импорта или остановите его!"));
+        return false;
+    }
+    return true;
 }
 
 void TForm8::done(int result) {

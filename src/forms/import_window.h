@@ -11,7 +11,6 @@
 #include <memory>
 
 class QLineEdit;
-class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
 class QRadioButton;
@@ -20,6 +19,7 @@ class QTimer;
 namespace tembrix {
 
 class HelpVideoPanel;
+class MessageList;
 class ImportDatabase;
 class TDataModule1;
 class TDataModule2;
@@ -50,8 +50,9 @@ public:
     void FinishExecute();
     // Once, 100 ms after the end: disconnects the source, deletes the worker, buttons back to idle.
     void Timer2Timer();
-    // True only when no import worker exists.
-    bool FormCloseQuery() const;
+    // True when no import worker exists; otherwise false after "Дождитесь окончания импорта или
+    // остановите его!".
+    bool FormCloseQuery();
 
     // The current worker (null when idle).
     ImportDatabase* Worker() const { return m_worker.get(); }
@@ -60,7 +61,7 @@ public:
     QLineEdit* Edit1() const { return m_edit1; }
     QRadioButton* RadioButton1() const { return m_keep; }
     QRadioButton* RadioButton2() const { return m_replace; }
-    QPlainTextEdit* Memo1() const { return m_memo1; }
+    MessageList* Memo1() const { return m_memo1; }
     QProgressBar* ProgressBar1() const { return m_progress; }
     QPushButton* BitBtn1() const { return m_choose; }
     QPushButton* BitBtn2() const { return m_exit; }
@@ -87,7 +88,7 @@ private:
     QPushButton* m_choose = nullptr;
     QRadioButton* m_keep = nullptr;
     QRadioButton* m_replace = nullptr;
-    QPlainTextEdit* m_memo1 = nullptr;
+    MessageList* m_memo1 = nullptr;
     QProgressBar* m_progress = nullptr;
     QPushButton* m_start = nullptr;
     QPushButton* m_stop = nullptr;

@@ -4,8 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <QtEndian>
+#include <csignal>
 
 #include "database/maint_test_db.h"
 #include "support/cli_runner.h"
@@ -127,6 +132,50 @@ TEST_F(CliTest, CreateListShowVacuumAndClear) {
     EXPECT_EQ(clear.exitCode, 0);
     EXPECT_EQ(clear.OutLines(), QStringList{"База данных успешно очищена!"});
     EXPECT_TRUE(Run("list").out.isEmpty());
+}
+
+// Catches a VACUUM or a clear that fails on a damaged file and prints its success or exits 0.
+TEST_F(CliTest, VacuumAndClearOfADamagedFileSayTheyFailedAndExitOne) {
+    std::vector<RawRow> rows;
+    for (int i = 0; i < 20; ++i) {
+        rows.push_back(Row(QString::number(i)));
+    }
+    ASSERT_TRUE(test::MakeDatabase(db, rows));
+    ASSERT_TRUE(test::DamageRows(db));
+    const auto vacuum = Run("vacuum");
+    EXPECT_EQ(vacuum.exitCode, 1);
+    EXPECT_TRUE(vacuum.out.isEmpty()) << vacuum.out.toStdString();
+    EXPECT_TRUE(vacuum.err.contains("Операция завершилась ошибкой!")) << vacuum.err.toStdString();
+    const auto clear = Run("clear");
+    EXPECT_EQ(clear.exitCode, 1);
+    EXPECT_TRUE(clear.out.isEmpty()) << clear.out.toStdString();
+    EXPECT_TRUE(clear.err.contains("Ошибка очистки таблицы!")) << clear.err.toStdString();
+}
+
+// Catches an import whose writes fail (here the files may not grow: RLIMIT_FSIZE at the database's
+// size, as on a full disk) ending with success, exit 0 or rows counted that are not stored.
+TEST_F(CliTest, ImportThatCannotWriteSaysSoAndExitsOne) {
+    const QString source = dir.File(QStringLiteral("source.db"));
+    ASSERT_TRUE(test::MakeDatabase(db, {Row("y")}));
+    ASSERT_TRUE(test::MakeDatabase(source, {Row("x"), Row("y"), Row("z")}));
+    ASSERT_EQ(Run("list").exitCode, 0);  // the side indexes are made now, before the limit
+    const qint64 limit = QFileInfo(db).size();
+    QProcess cli;
+    cli.setProcessEnvironment(env);
+    cli.setChildProcessModifier([limit] {
+        const rlimit size{static_cast<rlim_t>(limit), static_cast<rlim_t>(limit)};
+        setrlimit(RLIMIT_FSIZE, &size);
+        signal(SIGXFSZ, SIG_IGN);  // a write past the limit then fails instead of ending the program
+    });
+    cli.start(test::BinPath(QStringLiteral("tembrix-cli")), {"import", "--db", db, "--replace", source});
+    ASSERT_TRUE(cli.waitForFinished(120000));
+    const QStringList out = QString::fromUtf8(cli.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+    EXPECT_EQ(cli.exitCode(), 1);
+    const QString failed = "Ошибка записи в базу данных! Последние импортированные записи не сохранены.";
+    EXPECT_EQ(out.filter(failed).size(), 2) << out.join(u'|').toStdString();  // its line and its box
+    EXPECT_FALSE(out.contains("Задание выполнено!"));
+    EXPECT_EQ(out.mid(out.size() - 4), ImportSummary(3, 3, 0, 0, 0).mid(1));
+    EXPECT_EQ(Run("list").OutLines(), QStringList{"1\ty"});
 }
 
 TEST_F(CliTest, CheckPrintsItsFindingsThenTheirNumberAndMapsEachOption) {

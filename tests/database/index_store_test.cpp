@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "database/index_store.h"
+#include "database/maint_test_db.h"
 #include "database/sqlite.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
@@ -168,7 +169,9 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     EXPECT_EQ(rows(), before);
     ASSERT_TRUE(store.Busy().TryAcquire());
     EXPECT_EQ(store.InsertReplacement(r, envelope, newId), TDataModule1::kBusy);
-    EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, 99), TDataModule1::kBusy);
+    int deletedRows = -1;
+    EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, 99, deletedRows),
+              TDataModule1::kBusy);
     store.Busy().Release();
     EXPECT_EQ(rows(), before);
 
@@ -176,7 +179,9 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     ASSERT_TRUE(store.BeginTransaction());  // inside a batch, as the import calls it
     EXPECT_EQ(store.InsertReplacement(r, envelope, newId), TDataModule1::kOk);
     EXPECT_EQ(newId, 4);
-    EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, newId), TDataModule1::kOk);
+    EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, newId, deletedRows),
+              TDataModule1::kOk);
+    EXPECT_EQ(deletedRows, 2);  // both older rows of the track, counted as really deleted
     ASSERT_TRUE(store.CommitTransaction());
     EXPECT_EQ(rows(), (QStringList{"3|1|/music/a|010002000080FFFF", "4|0|/new/a|01020304"}));
 }
@@ -223,6 +228,19 @@ TEST_F(StoreTest, ConcurrentInsertsFromTwoThreadsAllLand) {
         t->wait();
     }
     EXPECT_EQ(Count(), 400);
+}
+
+// Catches a compaction or a clear that fails on a damaged file and says it succeeded.
+TEST_F(StoreTest, VacuumAndClearOfADamagedFileFail) {
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_EQ(Insert(Record(QString::number(i))), 0);
+    }
+    store.Disconnect();
+    ASSERT_TRUE(test::DamageRows(path));
+    ASSERT_TRUE(store.Connect(path));
+    EXPECT_FALSE(store.Vacuum());
+    EXPECT_FALSE(store.ClearTable());
+    EXPECT_EQ(messages.shown, QStringList{"Ошибка очистки таблицы!"});
 }
 
 TEST_F(StoreTest, CreateTwiceClearAndDisconnect) {

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QEventLoop>
+#include <QFile>
 #include <QString>
 #include <QStringList>
 #include <QThread>
@@ -104,6 +105,16 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
         }
     }
     return c.Exec("COMMIT");
+}
+
+// Overwrites every page of the database file after its first two (the schema stays whole, so the file
+// still connects) with garbage: reading the rows, VACUUM and DELETE then fail as on a damaged disk.
+inline bool DamageRows(const QString& path) {
+    QFile f(path);
+    if (!f.open(QIODevice::ReadWrite) || f.size() <= 3 * 4096 || !f.seek(2 * 4096)) {
+        return false;
+    }
+    return f.write(QByteArray(f.size() - 2 * 4096, '\xA5')) == f.size() - 2 * 4096;
 }
 
 // The import's closing lines.

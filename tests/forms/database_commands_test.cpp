@@ -4,6 +4,7 @@
 
 #include <QFile>
 
+#include "database/maint_test_db.h"
 #include "main_window_fixture.h"
 #include "maintenance_windows_fixture.h"
 #include "util/file_utils.h"
@@ -55,7 +56,7 @@ TEST_F(DatabaseCommands, CreateAppendsTheExtensionOnlyWhenMissingAndForgetsAFail
     EXPECT_EQ(f.messages.shown, QStringList({"Ошибка подключения к базе данных!"}));
 }
 
-// Catches commands run without a database, clearing on "no" and a failed compaction reported as done.
+// Catches commands run without a database, clearing on "no", and failures reported as done.
 TEST_F(DatabaseCommands, ClearAsksAndCompactReportsItsOutcome) {
     f.window->N11Click();
     f.window->N42Click();
@@ -81,6 +82,16 @@ TEST_F(DatabaseCommands, ClearAsksAndCompactReportsItsOutcome) {
     f.window->N44Click();
     ASSERT_EQ(f.modals.size(), 1u);
     EXPECT_EQ(f.modals[0].className, "tembrix::TForm10");
+
+    // Catches a failed clear followed by the success message, and a failed VACUUM reported as done.
+    const QString damaged = MakeDatabase(QStringLiteral("damaged.db"), 60);
+    ASSERT_TRUE(DamageRows(damaged));
+    ASSERT_TRUE(f.store.Connect(damaged));
+    f.messages.shown.clear();
+    f.messages.answers = {true};
+    f.window->N11Click();
+    f.window->N42Click();
+    EXPECT_EQ(f.messages.shown, QStringList({"Ошибка очистки таблицы!", "Операция завершилась ошибкой!"}));
 }
 
 // Catches a switch to a missing file (or creating it), a switch not saved, a read-only file unannounced.

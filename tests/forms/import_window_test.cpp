@@ -3,14 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QTest>
 #include <QTimer>
 
+#include "database/failing_vfs.h"
 #include "database/import_database.h"
 #include "database/import_source.h"
 #include "forms/import_window.h"
+#include "forms/message_list.h"
 #include "maintenance_windows_fixture.h"
 
 namespace tembrix::test {
@@ -77,18 +78,21 @@ TEST_F(ImportWindowTest, RefusalsComeInOrderAndStartNothing) {
     EXPECT_EQ(main.Rows(), 1);
 }
 
-// Catches closing mid-import, a source left connected, the policy lost, a form kept for the next show.
+// Catches closing mid-import (or refusing it without a word), a source left connected, the policy lost, a
+// form kept for the next show.
 TEST_F(ImportWindowTest, KeepThenReplaceWithCleanUpAndAFreshFormBetween) {
     w.BitBtn3Click();
     ASSERT_NE(w.Worker(), nullptr);
-    w.close();  // refused while the worker exists
+    w.close();  // refused, with the reason, while the worker exists
     EXPECT_TRUE(w.isVisible());
     ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
     EXPECT_FALSE(source.IsConnected());
     EXPECT_FALSE(w.Timer2()->isActive());
-    EXPECT_EQ(main.messages.shown, QStringList{QStringLiteral("Задание выполнено!")});
-    EXPECT_TRUE(w.Memo1()->toPlainText().startsWith(QStringLiteral("Дубликат: MD5-хэш = md5-known-")));
-    EXPECT_TRUE(w.Memo1()->toPlainText().endsWith(
+    EXPECT_EQ(main.messages.shown,
+              (QStringList{QStringLiteral("Дождитесь окончания импорта или остановите его!"),
+                           QStringLiteral("Задание выполнено!")}));
+    EXPECT_TRUE(w.Memo1()->Text().startsWith(QStringLiteral("Дубликат: MD5-хэш = md5-known-")));
+    EXPECT_TRUE(w.Memo1()->Text().endsWith(
         QStringLiteral("\n\nОбработано записей: 3 из 3\nПроигнорировано дубликатов: 1\nУдалено записей: 0\n"
                        "Добавлено новых записей: 2")));
     EXPECT_EQ(main.Rows(), 3);
@@ -97,7 +101,7 @@ TEST_F(ImportWindowTest, KeepThenReplaceWithCleanUpAndAFreshFormBetween) {
 
     w.show();
     EXPECT_TRUE(w.Edit1()->text().isEmpty());
-    EXPECT_TRUE(w.Memo1()->toPlainText().isEmpty());
+    EXPECT_TRUE(w.Memo1()->Text().isEmpty());
     EXPECT_TRUE(w.RadioButton1()->isChecked());
     main.messages.choices = {sourcePath, QString()};
     w.BitBtn1Click();
@@ -105,8 +109,7 @@ TEST_F(ImportWindowTest, KeepThenReplaceWithCleanUpAndAFreshFormBetween) {
     EXPECT_EQ(w.Edit1()->text(), sourcePath);
     w.RadioButton2()->setChecked(true);
     ASSERT_TRUE(RunToEnd());  // every source row is now a duplicate and replaces the stored one
-    EXPECT_TRUE(
-        w.Memo1()->toPlainText().endsWith(QStringLiteral("Удалено записей: 3\nДобавлено новых записей: 3")));
+    EXPECT_TRUE(w.Memo1()->Text().endsWith(QStringLiteral("Удалено записей: 3\nДобавлено новых записей: 3")));
     EXPECT_EQ(main.Rows(), 3);
 }
 
@@ -118,6 +121,21 @@ TEST_F(ImportWindowTest, StopEndsTheImportWithTheStoppedMessage) {
     ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
     ASSERT_FALSE(main.messages.shown.isEmpty());
     EXPECT_EQ(main.messages.shown.last(), QStringLiteral("Импорт остановлен!"));
+}
+
+// Catches a write failure that the window does not show as the command line does (its line in the
+// list and its message box), or rows counted into a database that cannot be written.
+TEST_F(ImportWindowTest, AReadOnlyMainDatabaseShowsTheWriteFailureAndStaysAsItWas) {
+    main.store.Disconnect();
+    FailingVfs readOnly(main.path, FailingVfs::Fault::ReadOnly);
+    ASSERT_TRUE(main.store.Connect(main.path));
+    ASSERT_TRUE(RunToEnd());
+    const QString failed =
+        QStringLiteral("Ошибка записи в базу данных! Последние импортированные записи не сохранены.");
+    EXPECT_EQ(main.messages.shown, QStringList{failed});
+    EXPECT_TRUE(w.Memo1()->Text().contains(failed + QStringLiteral("\n\n")));
+    EXPECT_TRUE(w.Memo1()->Text().endsWith(QStringLiteral("Добавлено новых записей: 0")));
+    EXPECT_EQ(main.Rows(), 1);
 }
 
 }  // namespace

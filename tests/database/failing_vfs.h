@@ -1,0 +1,193 @@
+#pragma once
+// A file-system fault for SQLite, for tests that run as root (where a read-only file mode stops
+// nothing) and cannot mount a small file system: a VFS put in front of SQLite's default one, and made
+// the default while it lives, that fails what happens to one database file and its journal.
+//
+// DiskFull: the two files may grow by `budget` bytes in all; a write that would grow them further
+// fails with SQLITE_FULL, while writes over bytes they already hold succeed (a full disk still
+// overwrites). ReadOnly: the database file is opened read-only, as a file or folder without write
+// permission makes SQLite do. Connections opened before the object exists are not affected.
+
+#include <sqlite3.h>
+
+#include <QFileInfo>
+#include <QString>
+#include <atomic>
+#include <cstring>
+#include <limits>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace tembrix::test {
+
+class FailingVfs {
+public:
+    enum class Fault { DiskFull, ReadOnly };
+
+    FailingVfs(const QString& databasePath, Fault fault, int64_t budget = std::numeric_limits<int64_t>::max())
+        : m_path(QFileInfo(databasePath).absoluteFilePath().toStdString()), m_fault(fault), m_budget(budget) {
+        s_self = this;
+        m_real = sqlite3_vfs_find(nullptr);
+        m_vfs = *m_real;
+        m_vfs.zName = "tembrix-failing";
+        m_vfs.szOsFile = static_cast<int>(sizeof(File)) + m_real->szOsFile;
+        m_vfs.xOpen = &Open;
+        m_vfs.pNext = nullptr;
+        sqlite3_vfs_register(&m_vfs, 1);
+    }
+    ~FailingVfs() {
+        sqlite3_vfs_unregister(&m_vfs);
+        sqlite3_vfs_register(m_real, 1);
+        s_self = nullptr;
+    }
+    FailingVfs(const FailingVfs&) = delete;
+    FailingVfs& operator=(const FailingVfs&) = delete;
+
+    // Bytes the files have grown by so far (the growth that the budget limits).
+    int64_t Grown() const {
+        std::lock_guard lock(m_mutex);
+        return m_grown;
+    }
+    // The growth reached when each commit began writing to the database file (the first write to it
+    // after a sync of the journal): where a budget makes that commit fail.
+    std::vector<int64_t> CommitStarts() const {
+        std::lock_guard lock(m_mutex);
+        return m_commitStarts;
+    }
+    // The growth reached at the first write to each new journal: where a transaction began changing
+    // pages of the file.
+    std::vector<int64_t> BatchStarts() const {
+        std::lock_guard lock(m_mutex);
+        return m_batchStarts;
+    }
+    // Whether a write was refused, and whether that write was one to the database file (a commit's).
+    bool Refused() const { return m_refused; }
+    bool RefusedAtCommit() const { return m_refusedAtCommit; }
+
+private:
+    struct File {
+        sqlite3_file base;
+        sqlite3_file* real;  // the default VFS's file, in the bytes right after this struct
+        bool watched;        // the database file or its journal
+        bool database;       // the database file itself
+    };
+
+    static File* Of(sqlite3_file* f) { return reinterpret_cast<File*>(f); }
+    static sqlite3_file* Real(sqlite3_file* f) { return Of(f)->real; }
+
+    static int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+        FailingVfs& self = *s_self;
+        File* f = Of(file);
+        f->real = reinterpret_cast<sqlite3_file*>(f + 1);
+        f->watched = name != nullptr && std::string(name).rfind(self.m_path, 0) == 0;
+        f->database = f->watched && (flags & SQLITE_OPEN_MAIN_DB) != 0;
+        if (f->database && self.m_fault == Fault::ReadOnly) {
+            flags = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
+        }
+        if (f->watched && !f->database) {
+            std::lock_guard lock(self.m_mutex);
+            self.m_newJournal = true;
+        }
+        const int rc = self.m_real->xOpen(self.m_real, name, f->real, flags, outFlags);
+        file->pMethods = rc == SQLITE_OK && f->real->pMethods != nullptr ? &kMethods : nullptr;
+        return rc;
+    }
+
+    static int Write(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset) {
+        FailingVfs& self = *s_self;
+        File* f = Of(file);
+        if (f->watched && self.m_fault == Fault::DiskFull) {
+            sqlite3_int64 size = 0;
+            Real(file)->pMethods->xFileSize(Real(file), &size);
+            const int64_t growth = std::max<int64_t>(0, offset + amount - size);
+            std::lock_guard lock(self.m_mutex);
+            if (!f->database && self.m_newJournal) {
+                self.m_newJournal = false;
+                self.m_batchStarts.push_back(self.m_grown);
+            }
+            if (f->database && growth > 0 && self.m_journalSynced) {
+                self.m_journalSynced = false;
+                self.m_commitStarts.push_back(self.m_grown);
+            }
+            if (growth > 0 && self.m_grown + growth > self.m_budget) {
+                self.m_refused = true;
+                self.m_refusedAtCommit = self.m_refusedAtCommit || f->database;
+                return SQLITE_FULL;
+            }
+            self.m_grown += growth;
+        }
+        return Real(file)->pMethods->xWrite(Real(file), data, amount, offset);
+    }
+
+    static int Sync(sqlite3_file* file, int flags) {
+        if (Of(file)->watched && !Of(file)->database) {
+            std::lock_guard lock(s_self->m_mutex);
+            s_self->m_journalSynced = true;
+        }
+        return Real(file)->pMethods->xSync(Real(file), flags);
+    }
+
+    static int Close(sqlite3_file* file) { return Real(file)->pMethods->xClose(Real(file)); }
+    static int Read(sqlite3_file* file, void* data, int amount, sqlite3_int64 offset) {
+        return Real(file)->pMethods->xRead(Real(file), data, amount, offset);
+    }
+    static int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+        return Real(file)->pMethods->xTruncate(Real(file), size);
+    }
+    static int FileSize(sqlite3_file* file, sqlite3_int64* size) {
+        return Real(file)->pMethods->xFileSize(Real(file), size);
+    }
+    static int Lock(sqlite3_file* file, int level) { return Real(file)->pMethods->xLock(Real(file), level); }
+    static int Unlock(sqlite3_file* file, int level) {
+        return Real(file)->pMethods->xUnlock(Real(file), level);
+    }
+    static int CheckReservedLock(sqlite3_file* file, int* out) {
+        return Real(file)->pMethods->xCheckReservedLock(Real(file), out);
+    }
+    static int FileControl(sqlite3_file* file, int op, void* arg) {
+        return Real(file)->pMethods->xFileControl(Real(file), op, arg);
+    }
+    static int SectorSize(sqlite3_file* file) { return Real(file)->pMethods->xSectorSize(Real(file)); }
+    static int DeviceCharacteristics(sqlite3_file* file) {
+        return Real(file)->pMethods->xDeviceCharacteristics(Real(file));
+    }
+    // No shared memory and no memory map: rollback-journal files need neither, and every write then
+    // passes through Write.
+    static constexpr sqlite3_io_methods kMethods = {1,
+                                                    &Close,
+                                                    &Read,
+                                                    &Write,
+                                                    &Truncate,
+                                                    &Sync,
+                                                    &FileSize,
+                                                    &Lock,
+                                                    &Unlock,
+                                                    &CheckReservedLock,
+                                                    &FileControl,
+                                                    &SectorSize,
+                                                    &DeviceCharacteristics,
+                                                    nullptr,
+                                                    nullptr,
+                                                    nullptr,
+                                                    nullptr,
+                                                    nullptr,
+                                                    nullptr};
+
+    static inline FailingVfs* s_self = nullptr;
+    std::string m_path;
+    Fault m_fault;
+    int64_t m_budget;
+    sqlite3_vfs* m_real = nullptr;
+    sqlite3_vfs m_vfs{};
+    mutable std::mutex m_mutex;  // guards the members below and the growth test of Write
+    int64_t m_grown = 0;
+    bool m_journalSynced = false;
+    bool m_newJournal = false;
+    std::vector<int64_t> m_commitStarts;
+    std::vector<int64_t> m_batchStarts;
+    std::atomic<bool> m_refused{false};
+    std::atomic<bool> m_refusedAtCommit{false};
+};
+
+}  // namespace tembrix::test
