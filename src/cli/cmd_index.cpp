@@ -102,7 +102,7 @@ bool QueuePath(IndexingQueue& queue, const QString& argument, int& refused) {
         if (argument.contains(QChar::ReplacementCharacter)) {
             // The name came as bytes that are not UTF-8 and were replaced in decoding, so no file can
             // be opened by it: say so rather than that the file is missing.
-            Err(QStringLiteral("Skipped, the file name is not valid UTF-8: ") + argument);
+            Err(QStringLiteral("Skipped, the name is not valid UTF-8: ") + argument);
             ++refused;
             return true;
         }

@@ -185,7 +185,7 @@ TEST_F(CliIndexTest, RefusedPathsAreNamedAndTheJobGoesOnWithTheRest) {
         {"pipe.wav", QStringLiteral("Skipped, not a regular file: pipe.wav")},
         {"fifo.list", QStringLiteral("Skipped, not a regular file: ") + listedFifo},
         {"\"$(printf 'bad\\377.wav')\"",
-         QStringLiteral("Skipped, the file name is not valid UTF-8: bad\uFFFD.wav")},
+         QStringLiteral("Skipped, the name is not valid UTF-8: bad\uFFFD.wav")},
     };
     // Through a shell, so that the name that is not UTF-8 arrives as the bytes it is.
     QByteArray script = "exec \"$0\" index --db \"$1\" --threads 99999999 --work-dir \"$2\" a.wav";
