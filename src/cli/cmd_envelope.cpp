@@ -11,7 +11,7 @@ namespace tembrix::cli {
 int CmdEnvelope(const QStringList& args) {
     const Options o = Parse(args, {}, {});
     if (!o.error.isEmpty() || o.positional.size() != 2) {
-        Err(o.error.isEmpty() ? QStringLiteral("Usage: tembrix-cli envelope RAW OUT") : o.error);
+        Err(o.error.isEmpty() ? CommandUsage(QStringLiteral("envelope")) : o.error);
         return kExitUsage;
     }
     const QString& raw = o.positional[0];

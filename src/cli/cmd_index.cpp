@@ -1,7 +1,6 @@
 // tembrix-cli index: queues files, folders and .list files the way the desktop program's queue does, and
 // runs the same scheduler and workers on them, printing the job report as it is collected.
 
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <QCoreApplication>
@@ -9,83 +8,24 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
-#include <QSocketNotifier>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTimer>
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 
 #include "app/indexing_queue.h"
 #include "app/indexing_scheduler.h"
 #include "cli/commands.h"
+#include "cli/stop_signals.h"
 #include "database/index_store.h"
-#include "indexing/logs.h"
 #include "util/file_utils.h"
 #include "util/text_utils.h"
 
 namespace tembrix::cli {
 
 namespace {
-
-const char kIndexUsage[] =
-    "Usage: tembrix-cli index [--db DB] [--work-dir DIR] [--threads N] [--no-copy] [--sox PATH]\n"
-    "                         [--ffmpeg PATH] PATH...\n"
-    "PATH: a media file, a folder (searched recursively) or a .list file.";
-
-// Ctrl+C (and SIGTERM) reach the event loop through this socket pair: the handler only writes a byte.
-// A second signal while the stop is under way ends the program at once.
-int g_signalSockets[2] = {-1, -1};
-volatile sig_atomic_t g_signalsSeen = 0;
-
-void OnStopSignal(int signal) {
-    if (g_signalsSeen != 0) {
-        std::signal(signal, SIG_DFL);
-        std::raise(signal);
-        return;
-    }
-    g_signalsSeen = 1;
-    const char byte = 1;
-    [[maybe_unused]] const ssize_t written = ::write(g_signalSockets[0], &byte, 1);
-}
-
-// Installs the handlers for the lifetime of the object.
-class StopSignals {
-public:
-    StopSignals() {
-        m_ok = ::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalSockets) == 0;
-        if (!m_ok) {
-            return;
-        }
-        struct sigaction action = {};
-        action.sa_handler = OnStopSignal;
-        sigemptyset(&action.sa_mask);
-        action.sa_flags = SA_RESTART;
-        sigaction(SIGINT, &action, &m_oldInt);
-        sigaction(SIGTERM, &action, &m_oldTerm);
-    }
-    ~StopSignals() {
-        if (!m_ok) {
-            return;
-        }
-        sigaction(SIGINT, &m_oldInt, nullptr);
-        sigaction(SIGTERM, &m_oldTerm, nullptr);
-        ::close(g_signalSockets[0]);
-        ::close(g_signalSockets[1]);
-        g_signalSockets[0] = g_signalSockets[1] = -1;
-    }
-    StopSignals(const StopSignals&) = delete;
-    StopSignals& operator=(const StopSignals&) = delete;
-
-    bool Ok() const { return m_ok; }
-    int ReadSocket() const { return g_signalSockets[1]; }
-
-private:
-    bool m_ok = false;
-    struct sigaction m_oldInt = {};
-    struct sigaction m_oldTerm = {};
-};
 
 // "H:MM:SS" of whole seconds.
 QString Clock(qint64 seconds) {
@@ -134,20 +74,55 @@ QString ToolPath(const QString& path) {
     return QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
 }
 
-// Queues one command-line path. False (after a message) when it does not exist or cannot be read.
-bool QueuePath(IndexingQueue& queue, const QString& argument) {
+// Releases the work folder's lock at the end of the job, for schedulers that hold one.
+template <typename Scheduler>
+void ReleaseWorkFolder(Scheduler& scheduler) {
+    if constexpr (requires { scheduler.UnlockWorkFolder(); }) {
+        scheduler.UnlockWorkFolder();
+    }
+}
+
+// Refuses a path that exists but is not a regular file (a FIFO, device, socket or folder): reading one
+// could block for ever or never end. `shownAs` is how the user gave it.
+bool RefuseIfNotRegular(const QFileInfo& info, const QString& shownAs, int& refused) {
+    if (info.isFile()) {
+        return false;
+    }
+    Err(QStringLiteral("Skipped, not a regular file: ") + shownAs);
+    ++refused;
+    return true;
+}
+
+// Queues one command-line path. False (after a message) when it does not exist or cannot be read: the
+// job does not start. A path that names something that cannot be indexed is refused with a message and
+// counted in `refused`; the job goes on with the rest.
+bool QueuePath(IndexingQueue& queue, const QString& argument, int& refused) {
     const QFileInfo info(argument);
     if (!info.exists()) {
+        if (argument.contains(QChar::ReplacementCharacter)) {
+            // The name came as bytes that are not UTF-8 and were replaced in decoding, so no file can
+            // be opened by it: say so rather than that the file is missing.
+            Err(QStringLiteral("Skipped, the name is not valid UTF-8: ") + argument);
+            ++refused;
+            return true;
+        }
         Err(QStringLiteral("Не найден файл: ") + argument);
         return false;
     }
     const QString path = QDir::toNativeSeparators(info.absoluteFilePath());
     if (info.isDir()) {
+        if (!info.isReadable() || !info.isExecutable()) {
+            Err(QStringLiteral("Cannot read the folder: ") + argument);
+            return false;
+        }
         QStringList files;
         FindFiles(path, QStringLiteral("*.*"), true, false, files);
         for (const QString& file : files) {
             queue.AddFile(file);
         }
+        return true;
+    }
+    if (RefuseIfNotRegular(info, argument, refused)) {
         return true;
     }
     if (path.endsWith(QLatin1String(".list"))) {
@@ -157,7 +132,11 @@ bool QueuePath(IndexingQueue& queue, const QString& argument) {
             return false;
         }
         for (qsizetype i = 0; i < list.Count(); ++i) {
-            queue.AddFile(list.At(i).path);
+            const QString& listed = list.At(i).path;
+            const QFileInfo listedInfo(listed);
+            if (!listedInfo.exists() || !RefuseIfNotRegular(listedInfo, listed, refused)) {
+                queue.AddFile(listed);
+            }
         }
         return true;
     }
@@ -175,19 +154,26 @@ int CmdIndex(const QStringList& args) {
                              QStringLiteral("sox"), QStringLiteral("ffmpeg")},
                             {QStringLiteral("no-copy")});
     if (!o.error.isEmpty() || o.positional.isEmpty()) {
-        Err(o.error.isEmpty() ? QString::fromUtf8(kIndexUsage) : o.error);
+        Err(o.error.isEmpty() ? CommandUsage(QStringLiteral("index")) : o.error);
         return kExitUsage;
     }
     Settings settings = DesktopSettings();
+    // One slot per logical processor, whatever --threads says: each slot costs a folder and a worker.
     const int processors = LogicalProcessors();
     settings.threads = processors;
     if (o.values.contains(QStringLiteral("threads"))) {
         bool ok = false;
-        settings.threads = o.Value(QStringLiteral("threads")).toInt(&ok);
-        if (!ok || settings.threads < 1) {
+        const qlonglong wanted = o.Value(QStringLiteral("threads")).toLongLong(&ok);
+        if (!ok || wanted < 1) {
             Err(QStringLiteral("--threads needs a whole number of 1 or more"));
             return kExitUsage;
         }
+        if (wanted > processors) {
+            Err(QStringLiteral("--threads %1 is more than the %2 logical processors; %2 are used")
+                    .arg(wanted)
+                    .arg(processors));
+        }
+        settings.threads = static_cast<int>(std::min<qlonglong>(wanted, processors));
     }
     if (o.Has(QStringLiteral("no-copy"))) {
         settings.copyToWorkDir = false;
@@ -196,27 +182,11 @@ int CmdIndex(const QStringList& args) {
     settings.soxPath = ToolPath(o.Value(QStringLiteral("sox"), settings.soxPath));
     settings.ffmpegPath = ToolPath(o.Value(QStringLiteral("ffmpeg"), settings.ffmpegPath));
 
-    // Never the desktop program's work folder, whose slot folders a running window may be using.
-    std::optional<QTemporaryDir> temporaryWork;
-    if (o.values.contains(QStringLiteral("work-dir"))) {
-        settings.workDir =
-            QDir::toNativeSeparators(QFileInfo(o.Value(QStringLiteral("work-dir"))).absoluteFilePath());
-    } else if (temporaryWork.emplace(QDir::tempPath() + QStringLiteral("/tembrix-index-XXXXXX")).isValid()) {
-        settings.workDir = QDir::toNativeSeparators(temporaryWork->path());
-    } else {
-        Err(QStringLiteral("Cannot create a temporary work folder; pass --work-dir DIR"));
-        return kExitUsage;
-    }
-
-    // The program's own log beside it (or in the fall-back folder), reset for this run.
-    const ProgramFiles files = ProgramFiles::Locate(QCoreApplication::applicationFilePath());
-    SetLogLocations(files.logPath, files.programDir);
-    WriteProgramLog(files.logPath, QStringLiteral("Index ") + o.positional.join(u' '), false);
-
     IndexingQueue queue;
     bool allFound = true;
+    int refused = 0;
     for (const QString& p : o.positional) {
-        allFound = QueuePath(queue, p) && allFound;
+        allFound = QueuePath(queue, p, refused) && allFound;
     }
     if (!allFound) {
         return kExitUsage;
@@ -228,8 +198,28 @@ int CmdIndex(const QStringList& args) {
     }
     settings.dbPath = store.DatabasePath();
 
-    IndexingScheduler scheduler(queue, store, settings, QCoreApplication::applicationDirPath(),
-                                std::max(processors, settings.threads));
+    // Never the desktop program's work folder, whose slot folders a running window may be using. A
+    // work folder given that does not exist yet is made, with its parents.
+    std::optional<QTemporaryDir> temporaryWork;
+    QStringList madeFolders;  // the folders made for the work folder, deepest first
+    if (o.values.contains(QStringLiteral("work-dir"))) {
+        settings.workDir =
+            QDir::toNativeSeparators(QFileInfo(o.Value(QStringLiteral("work-dir"))).absoluteFilePath());
+        for (QString f = settings.workDir; !QFileInfo::exists(f); f = QFileInfo(f).path()) {
+            madeFolders.append(f);
+        }
+        if (!QDir().mkpath(settings.workDir)) {
+            Err(QStringLiteral("Cannot create the work folder: ") + settings.workDir);
+            return kExitUsage;
+        }
+    } else if (temporaryWork.emplace(QDir::tempPath() + QStringLiteral("/tembrix-index-XXXXXX")).isValid()) {
+        settings.workDir = QDir::toNativeSeparators(temporaryWork->path());
+    } else {
+        Err(QStringLiteral("Cannot create a temporary work folder; pass --work-dir DIR"));
+        return kExitUsage;
+    }
+
+    IndexingScheduler scheduler(queue, store, settings, QCoreApplication::applicationDirPath(), processors);
 
     const bool terminal = ::isatty(STDERR_FILENO) == 1;
     QElapsedTimer elapsed;
@@ -263,26 +253,24 @@ int CmdIndex(const QStringList& args) {
         }
     });
 
+    // The scheduler checks the work folder (and takes it for this job), the database, the tools and the
+    // queue; a refusal has printed its reason and left the folder as it was, and what was made for it
+    // goes again.
     if (scheduler.StartExecute() != IndexingScheduler::StartResult::Started) {
-        return kExitUsage;  // the reason has been printed
+        for (const QString& folder : madeFolders) {
+            QDir().rmdir(folder);
+        }
+        return kExitUsage;
     }
 
-    StopSignals stopSignals;
-    bool stopped = false;
+    // The first Ctrl+C or SIGTERM stops the job as the Stop command does: the running tools are ended
+    // and the files in work marked stopped; the loop ends with the job.
+    const StopSignals stopSignals([&] {
+        clearProgress();
+        Err(QStringLiteral("Stopping: ending the running tools and the files in work…"));
+        scheduler.StopExecute();
+    });
     QEventLoop loop;
-    std::unique_ptr<QSocketNotifier> notifier;
-    if (stopSignals.Ok()) {
-        notifier = std::make_unique<QSocketNotifier>(stopSignals.ReadSocket(), QSocketNotifier::Read);
-        QObject::connect(notifier.get(), &QSocketNotifier::activated, [&] {
-            char byte = 0;
-            [[maybe_unused]] const ssize_t got = ::read(stopSignals.ReadSocket(), &byte, 1);
-            notifier->setEnabled(false);
-            clearProgress();
-            Err(QStringLiteral("Stopping: waiting for the files in work to finish…"));
-            stopped = true;
-            scheduler.StopExecute();
-        });
-    }
     QTimer progressTimer;
     QObject::connect(&progressTimer, &QTimer::timeout, showProgress);
     if (terminal) {
@@ -294,12 +282,16 @@ int CmdIndex(const QStringList& args) {
     loop.exec();
     progressTimer.stop();
     clearProgress();
+    // Every worker has ended: the slot folders of the job go, and nothing else in the work folder.
+    scheduler.ClearWorkDirectoryExecute();
+    ReleaseWorkFolder(scheduler);
 
     for (const QString& line : QueueCounterTexts(queue)) {
         Out(line);
     }
-    const bool someFailed = !scheduler.Errors().isEmpty() || queue.CountWithStatus(QString()) > 0;
-    return stopped || someFailed ? kExitPartial : kExitOk;
+    const bool someFailed =
+        refused > 0 || !scheduler.Errors().isEmpty() || queue.CountWithStatus(QString()) > 0;
+    return stopSignals.StopRequested() || someFailed ? kExitPartial : kExitOk;
 }
 
 }  // namespace tembrix::cli

@@ -3,11 +3,9 @@
 
 #include <QEventLoop>
 #include <QThread>
-#include <QTimer>
-#include <atomic>
-#include <csignal>
 
 #include "cli/commands.h"
+#include "cli/stop_signals.h"
 #include "database/check_database.h"
 #include "database/import_database.h"
 #include "database/import_source.h"
@@ -20,32 +18,16 @@ namespace tembrix::cli {
 
 namespace {
 
-std::atomic<bool> g_interrupted{false};
-
-extern "C" void OnInterrupt(int) {
-    g_interrupted = true;
-    std::signal(SIGINT, SIG_DFL);  // a second Ctrl+C ends the program at once
-}
-
-// Runs `worker` to its end while the main thread serves its notifications. The first Ctrl+C asks it to
-// stop, as the windows' Stop buttons do, so that it still reports and commits what it has done.
+// Runs `worker` to its end while the main thread serves its notifications. The first Ctrl+C or SIGTERM
+// asks it to stop, as the windows' Stop buttons do, so that it still reports and commits what it has done.
 void RunWorker(QThread& worker) {
-    g_interrupted = false;
-    const auto previous = std::signal(SIGINT, OnInterrupt);
     QEventLoop loop;
     QObject::connect(&worker, &QThread::finished, &loop, &QEventLoop::quit);
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &worker, [&worker] {
-        if (g_interrupted) {
-            worker.requestInterruption();
-        }
-    });
-    poll.start(20);
+    const StopSignals stopSignals([&worker] { worker.requestInterruption(); });
     worker.start();
     loop.exec();
     worker.wait();
     WorkEndSeen(&worker);
-    std::signal(SIGINT, previous);
 }
 
 // Prints a batch of lines with one write.

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "database/index_store.h"
+#include "indexing/logs.h"
 #include "util/file_utils.h"
 
 namespace tembrix::cli {
@@ -14,14 +15,52 @@ namespace {
 struct Command {
     const char* name;
     int (*run)(const QStringList&);
+    const char* usage;
 };
 
-// Every command of the front end; later commands add a line here.
+// Every command of the front end with its usage text; later commands add a line here.
 const Command kCommands[] = {
-    {"envelope", CmdEnvelope}, {"create", CmdCreate}, {"list", CmdList},
-    {"show", CmdShow},         {"clear", CmdClear},   {"vacuum", CmdVacuum},
-    {"index", CmdIndex},
-    {"check", CmdCheck},       {"import", CmdImport}, {"stats", CmdStats},
+    {"envelope", CmdEnvelope,
+     "Usage: tembrix-cli envelope RAW OUT\n"
+     "Writes the envelope of RAW (raw s16le 48 kHz mono samples) to OUT and prints\n"
+     "count=N index_size=N duration=N."},
+    {"create", CmdCreate,
+     "Usage: tembrix-cli create DB\n"
+     "Creates the database file DB with table Data; an existing file is refused."},
+    {"index", CmdIndex,
+     "Usage: tembrix-cli index [--db DB] [--work-dir DIR] [--threads N] [--no-copy] [--sox PATH]\n"
+     "                         [--ffmpeg PATH] PATH...\n"
+     "Indexes media files into the database. PATH: a media file, a folder (searched recursively)\n"
+     "or a .list file saved by the program's queue.\n"
+     "  --db DB         the database (default: the program's settings)\n"
+     "  --work-dir DIR  the work folder, created when missing and emptied at the end\n"
+     "                  (default: a fresh temporary folder)\n"
+     "  --threads N     files indexed at once, at most the logical processors (default: all)\n"
+     "  --no-copy       read the files where they are instead of copying them to the work folder\n"
+     "  --sox PATH, --ffmpeg PATH  the tools (default: the program's settings, then a search)\n"
+     "Ctrl+C or SIGTERM stops the job and the running tools; a second one ends the program at once."},
+    {"check", CmdCheck,
+     "Usage: tembrix-cli check [--db DB] [--no-duplicates] [--no-empty] [--sources] [--no-index]\n"
+     "Checks the records for duplicates, empty fields and index faults, and with --sources\n"
+     "whether their source files are still there; prints a line for each finding."},
+    {"import", CmdImport,
+     "Usage: tembrix-cli import [--db DB] [--replace] SOURCE\n"
+     "Adds the records of database SOURCE; a duplicate is kept, or replaced with --replace."},
+    {"stats", CmdStats,
+     "Usage: tembrix-cli stats [--db DB]\n"
+     "Prints the totals as label=value and the grouped figures."},
+    {"list", CmdList,
+     "Usage: tembrix-cli list [--db DB]\n"
+     "Prints id<TAB>display name for each record, in the browser's order."},
+    {"show", CmdShow,
+     "Usage: tembrix-cli show [--db DB] ID\n"
+     "Prints one record as key=value rows, then its tag text."},
+    {"clear", CmdClear,
+     "Usage: tembrix-cli clear [--db DB]\n"
+     "Deletes every record."},
+    {"vacuum", CmdVacuum,
+     "Usage: tembrix-cli vacuum [--db DB]\n"
+     "Compacts the database file."},
 };
 
 const char kUsage[] =
@@ -41,8 +80,31 @@ const char kUsage[] =
     "  clear [--db DB]         delete every row\n"
     "  vacuum [--db DB]        compact the database file\n"
     "\n"
+    "tembrix-cli COMMAND --help shows the command's own usage.\n"
     "--db defaults to the database of the desktop program's settings.\n"
     "Exit status: 0 success, 1 some files or rows failed, 2 usage, configuration or connection error.\n";
+
+const Command* FindCommand(const QString& name) {
+    for (const Command& c : kCommands) {
+        if (name == QLatin1String(c.name)) {
+            return &c;
+        }
+    }
+    return nullptr;
+}
+
+// True when the command's arguments ask for its usage: --help or -h before any "--".
+bool AsksForHelp(const QStringList& args) {
+    for (const QString& a : args) {
+        if (a == QLatin1String("--")) {
+            return false;
+        }
+        if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -119,9 +181,15 @@ bool ConnectDatabase(TDataModule1& store, const Options& options, bool mustHaveT
     return true;
 }
 
+QString CommandUsage(const QString& command) {
+    const Command* c = FindCommand(command);
+    return c == nullptr ? QString() : QString::fromUtf8(c->usage);
+}
+
 int Run(const QStringList& arguments) {
     if (arguments.size() < 2 || arguments[1] == QLatin1String("--help") ||
-        arguments[1] == QLatin1String("-h") || arguments[1] == QLatin1String("help")) {
+        arguments[1] == QLatin1String("-h") ||
+        (arguments[1] == QLatin1String("help") && arguments.size() == 2)) {
         std::fputs(kUsage, arguments.size() < 2 ? stderr : stdout);
         return arguments.size() < 2 ? kExitUsage : kExitOk;
     }
@@ -129,14 +197,23 @@ int Run(const QStringList& arguments) {
         Out(QStringLiteral("tembrix-cli " TEMBRIX_VERSION));
         return kExitOk;
     }
-    const QString name = arguments[1];
-    for (const Command& c : kCommands) {
-        if (name == QLatin1String(c.name)) {
-            return c.run(arguments.mid(2));
-        }
+    const bool helpCommand = arguments[1] == QLatin1String("help");
+    const QString name = helpCommand ? arguments[2] : arguments[1];
+    const Command* command = FindCommand(name);
+    if (command == nullptr) {
+        Err(QStringLiteral("Unknown command: %1 (see tembrix-cli --help)").arg(name));
+        return kExitUsage;
     }
-    Err(QStringLiteral("Unknown command: %1 (see tembrix-cli --help)").arg(name));
-    return kExitUsage;
+    const QStringList args = arguments.mid(2);
+    if (helpCommand || AsksForHelp(args)) {
+        Out(QString::fromUtf8(command->usage));
+        return kExitOk;
+    }
+    // The program's own log beside it (or in the fall-back folder), started afresh for this command.
+    const ProgramFiles files = ProgramFiles::Locate(QCoreApplication::applicationFilePath());
+    SetLogLocations(files.logPath, files.programDir);
+    WriteProgramLog(files.logPath, arguments.mid(1).join(u' '), false);
+    return command->run(args);
 }
 
 }  // namespace tembrix::cli

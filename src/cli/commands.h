@@ -49,7 +49,13 @@ Settings DesktopSettings();
 // is no database or the connection fails; with `mustHaveTable` also when the file has no table Data.
 bool ConnectDatabase(TDataModule1& store, const Options& options, bool mustHaveTable = true);
 
-// Dispatches arguments[1] to its command. Returns the exit status.
+// The usage text of `command` (several lines, no final line end); "" for an unknown command.
+QString CommandUsage(const QString& command);
+
+// Dispatches arguments[1] to its command. "COMMAND --help" (or -h, anywhere before "--") and
+// "help COMMAND" print that command's usage to standard output instead. Settles the program log
+// (beside this program, started afresh for each command) and my.log (in the program's folder, where
+// the desktop program keeps it) before any command runs. Returns the exit status.
 int Run(const QStringList& arguments);
 
 // The commands. `args` are the arguments after the command name.

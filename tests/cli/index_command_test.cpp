@@ -1,10 +1,15 @@
 // tembrix-cli index, run as a separate process on media made at test time with the real tools. What the
 // workers store and report for each file is checked by the indexing tests; here how the command queues
-// its paths, its report, counters and exit status, and Ctrl+C.
+// its paths, refuses what it cannot index, its report, counters and exit status, its work folder, and
+// Ctrl+C and SIGTERM.
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <linux/capability.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QDeadlineTimer>
@@ -54,10 +59,19 @@ protected:
         EXPECT_TRUE(QFile::copy(fixture, path)) << fixture.toStdString();
         return path;
     }
-    // Starts tembrix-cli index --db <db> `args` in the test's folder.
-    void Start(QProcess& p, const QStringList& args) {
+    // Starts tembrix-cli index --db <db> `args` in the test's folder, bound by file permissions as a
+    // plain user is (even when the tests run as root). With `ownGroup` in a process group of its own, as
+    // a shell gives a job: the terminal's Ctrl+C goes to the whole group.
+    void Start(QProcess& p, const QStringList& args, bool ownGroup = false) {
         p.setWorkingDirectory(dir.Path());
         p.setProcessEnvironment(env);
+        p.setChildProcessModifier([ownGroup] {
+            ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
+            ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
+            if (ownGroup) {
+                ::setpgid(0, 0);
+            }
+        });
         p.start(test::BinPath(QStringLiteral("tembrix-cli")), QStringList{"index", "--db", db} + args);
     }
     // "source_path/audio_track/all_tracks" of every row, sorted.
@@ -111,17 +125,25 @@ TEST_F(CliIndexTest, PathsAreQueuedWithFullNamesThenIndexedReportedAndCounted) {
                               listed + "/0/1", named + "/0/1"}));
 }
 
+// Every refusal before the job exits with 2, names its reason, and neither indexes nor makes a work folder.
 TEST_F(CliIndexTest, UsageAndConfigurationErrorsExitWithTwoAndIndexNothing) {
     const QString media = Place(MediaFixtures::Instance().Tone(".wav", 61), "a.wav");
+    const QString unmade = dir.File(QStringLiteral("unmade/work"));
+    const QString locked = dir.File(QStringLiteral("locked"));
+    QDir().mkpath(locked);
+    QFile::setPermissions(locked, QFileDevice::Permissions());
     const struct {
         QStringList args;
-        const char* says;
+        QByteArray says;
     } cases[] = {
         {{}, "Usage: tembrix-cli index"},
         {{"--threads", "0", media}, "--threads needs a whole number of 1 or more"},
         {{"--threads", "two", media}, "--threads needs a whole number of 1 or more"},
-        {{dir.File("none.mp3")}, "Не найден файл: "},
-        {{dir.Write("notes.txt", "x")}, "Добавьте в список аудио или видео файлы!"},
+        {{"--work-dir", unmade, dir.File("none.mp3")}, "Не найден файл: "},
+        // An unreadable folder was taken for an empty one: "Добавьте в список аудио или видео файлы!".
+        {{"--work-dir", unmade, locked, media}, "Cannot read the folder: " + locked.toUtf8()},
+        {{"--work-dir", unmade, dir.Write("notes.txt", "x")}, "Добавьте в список аудио или видео файлы!"},
+        {{"--work-dir", dir.File("notes.txt"), media}, "Cannot create the work folder: "},
         {{"--sox", dir.File("sox"), media},
          "Отсутствует утилита SOX! Установите её пожалуйста и укажите её путь!"},
     };
@@ -135,12 +157,67 @@ TEST_F(CliIndexTest, UsageAndConfigurationErrorsExitWithTwoAndIndexNothing) {
         EXPECT_TRUE(p.readAllStandardOutput().isEmpty());
     }
     EXPECT_TRUE(Rows().empty());
+    EXPECT_FALSE(QFileInfo::exists(unmade));
+    QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
-// Ctrl+C stops the job as the Stop command does: the file in work is marked stopped, the slot folders go.
-TEST_F(CliIndexTest, CtrlCStopsTheJobLikeTheStopCommand) {
+// What cannot be indexed is refused by name and the job goes on with the rest: a FIFO (named or listed)
+// hung the job in its first read, a name that is not UTF-8 was "Не найден файл", a huge --threads made
+// a slot (and a folder) per thread, and a --work-dir that did not exist was refused. The work folder is
+// made with its parents and left empty.
+TEST_F(CliIndexTest, RefusedPathsAreNamedAndTheJobGoesOnWithTheRest) {
+    const QString media = Place(MediaFixtures::Instance().Tone(".wav", 61), "a.wav");
+    const QString fifo = dir.File(QStringLiteral("pipe.wav"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QString listedFifo = dir.File(QStringLiteral("listed.wav"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(listedFifo).constData(), 0600), 0);
+    dir.Write("fifo.list", listedFifo.toUtf8() + '\n');
+    const QByteArray notUtf8 = "bad\xff.wav";
+    const QByteArray notUtf8Path = QFile::encodeName(dir.Path()) + '/' + notUtf8;
+    const int fd = ::open(notUtf8Path.constData(), O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    const QString work = dir.File(QStringLiteral("new/work"));
+    const struct {
+        QByteArray shellWord;
+        QString says;
+    } refusals[] = {
+        {"pipe.wav", QStringLiteral("Skipped, not a regular file: pipe.wav")},
+        {"fifo.list", QStringLiteral("Skipped, not a regular file: ") + listedFifo},
+        {"\"$(printf 'bad\\377.wav')\"",
+         QStringLiteral("Skipped, the name is not valid UTF-8: bad\uFFFD.wav")},
+    };
+    // Through a shell, so that the name that is not UTF-8 arrives as the bytes it is.
+    QByteArray script = "exec \"$0\" index --db \"$1\" --threads 99999999 --work-dir \"$2\" a.wav";
+    for (const auto& r : refusals) {
+        script += ' ' + r.shellWord;
+    }
+    QProcess p;
+    p.setWorkingDirectory(dir.Path());
+    p.setProcessEnvironment(env);
+    p.start(QStringLiteral("/bin/sh"),
+            {"-c", QString::fromLatin1(script), test::BinPath(QStringLiteral("tembrix-cli")), db, work});
+    ASSERT_TRUE(p.waitForFinished(120000));
+    const QString err = QString::fromUtf8(p.readAllStandardError());
+    EXPECT_EQ(p.exitCode(), 1) << err.toStdString();
+    for (const auto& r : refusals) {
+        EXPECT_TRUE(err.contains(r.says)) << r.says.toStdString();
+    }
+    EXPECT_FALSE(err.contains(QStringLiteral("Не найден файл")));
+    EXPECT_TRUE(err.contains(QStringLiteral("--threads 99999999 is more than the")));
+    EXPECT_EQ(QString::fromUtf8(p.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts),
+              QStringList{QStringLiteral("Обработан успешно: ") + media} + Counters(1, 1, 0, 0, 0, 0));
+    EXPECT_TRUE(QDir(work).exists());
+    EXPECT_TRUE(QDir(work).isEmpty());
+    ::unlink(notUtf8Path.constData());  // a name the temporary folder's clean-up cannot spell
+}
+
+// Ctrl+C (to the whole job) and SIGTERM (to the program alone) stop the job as the Stop command does:
+// the file in work is marked stopped and the slot folders go, and nothing else in the work folder.
+// SIGTERM used to end the program at once.
+TEST_F(CliIndexTest, CtrlCAndSigtermStopTheJobLikeTheStopCommand) {
     const QString work = dir.File(QStringLiteral("work"));
-    QDir().mkpath(work);
+    dir.Write(QStringLiteral("work/keep.txt"), "mine");
     const QString started = dir.File(QStringLiteral("started"));
     const QString sox = test::WriteFakeTool(
         dir.File(QStringLiteral("tools")), QStringLiteral("sox"),
@@ -150,28 +227,41 @@ TEST_F(CliIndexTest, CtrlCStopsTheJobLikeTheStopCommand) {
         files.append(
             Place(MediaFixtures::Instance().Tone(".flac", 61, v), QStringLiteral("m%1.flac").arg(v)));
     }
-    QProcess p;
-    // A process group of its own, as a shell gives a job: the terminal's Ctrl+C goes to the whole group.
-    p.setChildProcessModifier([] { ::setpgid(0, 0); });
-    Start(p, QStringList{"--threads", "1", "--work-dir", work, "--sox", sox, "--ffmpeg", test::RealFfmpeg()} +
-                 files);
-    ASSERT_TRUE(p.waitForStarted());
-    QDeadlineTimer deadline(60000);
-    while (!QFileInfo::exists(started) && !deadline.hasExpired()) {
-        QThread::msleep(10);
+    const struct {
+        int signal;
+        bool toGroup;
+    } cases[] = {{SIGINT, true}, {SIGTERM, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.signal);
+        QFile::remove(started);
+        QFile::remove(db);
+        TDataModule1 store;
+        ASSERT_TRUE(store.Connect(db) && store.CreateTable());
+        store.Disconnect();
+        QProcess p;
+        Start(
+            p,
+            QStringList{"--threads", "1", "--work-dir", work, "--sox", sox, "--ffmpeg", test::RealFfmpeg()} +
+                files,
+            true);
+        ASSERT_TRUE(p.waitForStarted());
+        QDeadlineTimer deadline(60000);
+        while (!QFileInfo::exists(started) && !deadline.hasExpired()) {
+            QThread::msleep(10);
+        }
+        ASSERT_TRUE(QFileInfo::exists(started));
+        const auto pid = static_cast<pid_t>(p.processId());
+        ::kill(c.toGroup ? -pid : pid, c.signal);
+        ASSERT_TRUE(p.waitForFinished(120000));
+        const QString err = QString::fromUtf8(p.readAllStandardError());
+        EXPECT_EQ(p.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(p.exitCode(), 1);
+        EXPECT_EQ(QString::fromUtf8(p.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts),
+                  QStringList{QStringLiteral("Остановлен: ") + files[0]} + Counters(3, 0, 0, 0, 0, 2));
+        EXPECT_TRUE(err.contains(QStringLiteral("Индексация остановлена!"))) << err.toStdString();
+        EXPECT_FALSE(err.contains(QStringLiteral("Задание выполнено!")));
+        EXPECT_EQ(QDir(work).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"keep.txt"});
     }
-    ASSERT_TRUE(QFileInfo::exists(started));
-    ::kill(-static_cast<pid_t>(p.processId()), SIGINT);
-    ASSERT_TRUE(p.waitForFinished(120000));
-    const QString err = QString::fromUtf8(p.readAllStandardError());
-    EXPECT_EQ(p.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(p.exitCode(), 1);
-    EXPECT_EQ(QString::fromUtf8(p.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts),
-              QStringList{QStringLiteral("Остановлен: ") + files[0]} + Counters(3, 0, 0, 0, 0, 2));
-    EXPECT_TRUE(err.contains(QStringLiteral("Индексация остановлена!"))) << err.toStdString();
-    EXPECT_FALSE(err.contains(QStringLiteral("Задание выполнено!")));
-    EXPECT_TRUE(QDir(work).exists());
-    EXPECT_TRUE(QDir(work).isEmpty());
 }
 
 }  // namespace
