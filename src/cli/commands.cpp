@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <cstdio>
 
 #include "database/index_store.h"
@@ -209,9 +210,10 @@ int Run(const QStringList& arguments) {
         Out(QString::fromUtf8(command->usage));
         return kExitOk;
     }
-    // The program's own log beside it (or in the fall-back folder), started afresh for this command.
-    const ProgramFiles files = ProgramFiles::Locate(QCoreApplication::applicationFilePath());
-    SetLogLocations(files.logPath, files.programDir);
+    // The program's own log beside it (or in the fall-back folder, made when missing), started afresh for
+    // this command. my.log goes to the same folder, so an installed, read-only program folder loses no line.
+    const ProgramFiles files = ProgramFiles::Settle(QCoreApplication::applicationFilePath());
+    SetLogLocations(files.logPath, QFileInfo(files.logPath).absolutePath());
     WriteProgramLog(files.logPath, arguments.mid(1).join(u' '), false);
     return command->run(args);
 }
