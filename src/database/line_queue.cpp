@@ -1,6 +1,7 @@
 #include "database/line_queue.h"
 
 #include <QMetaObject>
+#include <QTimer>
 
 #include "util/synchronize.h"
 
@@ -17,12 +18,39 @@ void LineQueue::Add(const QString& line) {
         }
         return;
     }
-    std::lock_guard lock(m_mutex);
-    m_lines.append(line);
-    if (!m_deliveryPosted && m_context) {
-        m_deliveryPosted = QMetaObject::invokeMethod(
-            m_context, [this] { Deliver(); }, Qt::QueuedConnection);
+    bool full = false;
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_lines.isEmpty()) {
+            m_firstQueued.start();
+        }
+        m_lines.append(line);
+        if (!m_deliveryPosted && m_context) {
+            m_deliveryPosted = QMetaObject::invokeMethod(
+                m_context, [this] { DeliverGathered(); }, Qt::QueuedConnection);
+        }
+        full = m_lines.size() >= kMaxQueued;
     }
+    if (full) {
+        // The main thread is behind (busy, or blocked writing earlier lines): wait until it has taken
+        // these, so a worker that reports every row never holds more than kMaxQueued lines.
+        Synchronize([this] { Deliver(); });
+    }
+}
+
+void LineQueue::DeliverGathered() {
+    qint64 age = kGatherMs;
+    {
+        std::lock_guard lock(m_mutex);
+        if (!m_lines.isEmpty()) {
+            age = m_firstQueued.elapsed();
+        }
+    }
+    if (age >= kGatherMs || !m_context) {
+        Deliver();
+        return;
+    }
+    QTimer::singleShot(kGatherMs - age, m_context, [this] { Deliver(); });
 }
 
 void LineQueue::Deliver() {

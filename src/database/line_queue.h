@@ -1,10 +1,10 @@
 #pragma once
 // LineQueue: the report lines of a worker thread on their way to the main thread, in batches. The
-// worker adds lines without waiting; the first line added to an empty queue posts one delivery to the
-// main thread, which gathers lines for up to kGatherMs after that first one and then hands every line
-// queued by then to the sink in one call. So a worker that reports a line for every row wakes the main
-// thread a few dozen times a second, not once per line, and a line is shown within about kGatherMs
-// (plus whatever the main thread is busy with) after it was found.
+// worker adds lines without waiting (unless kMaxQueued are already queued); the first line added to an empty
+// queue posts one delivery to the main thread, which gathers lines for up to kGatherMs after that first one
+// and then hands every line queued by then to the sink in one call. So a worker that reports a line for every
+// row wakes the main thread a few dozen times a second, not once per line, and a line is shown within about
+// kGatherMs (plus whatever the main thread is busy with) after it was found.
 //
 // Order is kept: lines come out in the order they were added, and Deliver() run before any other
 // notification of the worker puts all lines added before it first.
@@ -36,6 +36,9 @@ public:
 
     // How long a delivery gathers lines after the first, in ms.
     static constexpr qint64 kGatherMs = 25;
+    // At most this many lines wait for the main thread; a worker adding one more waits (through
+    // Synchronize, so a main thread joining the worker still answers) until they are delivered.
+    static constexpr qsizetype kMaxQueued = 2048;
 
 private:
     // Main thread: delivers, or waits (on a timer) until the first queued line is kGatherMs old.

@@ -114,7 +114,7 @@ TEST_F(CliFrontEndTest, ImportWritesTheStoreFailuresToMyLogBesideTheProgram) {
 // window's Stop button do. The import is held at a known point: its lines fill the output pipe, which
 // the test does not read, so the program is blocked writing one, with the stop handlers in place.
 TEST_F(CliFrontEndTest, SigtermStopsAnImportWhichStillReportsWhatItDid) {
-    const int rows = 3000;  // a duplicate line each: far more than a pipe holds
+    const int rows = 10000;  // a duplicate line each: far more than the pipe and the line queue hold
     ASSERT_TRUE(test::MakeDatabase(db, Rows(rows)));
     const QString source = dir.File(QStringLiteral("source.db"));
     ASSERT_TRUE(test::MakeDatabase(source, Rows(rows)));
