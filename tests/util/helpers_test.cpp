@@ -6,11 +6,16 @@
 #include <QDate>
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTime>
 #include <algorithm>
 #include <limits>
 #include <ostream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "support/temp_dir.h"
 #include "util/file_utils.h"
@@ -176,6 +181,33 @@ TEST(FindFiles, MaskRecursionAndOrder) {
     QStringList none;
     FindFiles(dir.File(QStringLiteral("missing")), QStringLiteral("*.*"), true, true, none);
     EXPECT_TRUE(none.isEmpty());
+}
+
+// A folder is scanned as a file manager shows it (numbers compared as numbers, case ignored), not in the
+// file system's order; a FIFO (or a link to one) with a media name is never listed, since reading it
+// would block; a name that is not UTF-8 is listed with U+FFFD rather than dropped without a word.
+TEST(FindFiles, RegularFilesInNameOrder) {
+    test::TempDir dir;
+    for (const char* name :
+         {"track_10.wav", "Track_011.wav", "b.wav", "track_9.wav", "sub10/a.wav", "sub9/a.wav"}) {
+        dir.Write(U(name), "x");
+    }
+    ASSERT_EQ(::mkfifo(QFile::encodeName(dir.File(U("x.wav"))).constData(), 0600), 0);
+    ASSERT_EQ(::symlink("x.wav", QFile::encodeName(dir.File(U("y.wav"))).constData()), 0);
+    const QByteArray bad = QFile::encodeName(dir.Path()) + "/bad\xff.wav";
+    const int fd = ::open(bad.constData(), O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+    QStringList list;
+    FindFiles(dir.Path(), U("*.*"), true, false, list);
+    const QString lossy = dir.File(U("bad") + QChar(QChar::ReplacementCharacter) + U(".wav"));
+    EXPECT_EQ(list.removeAll(lossy), 1);
+    QStringList expected;
+    for (const char* name :
+         {"b.wav", "track_9.wav", "track_10.wav", "Track_011.wav", "sub9/a.wav", "sub10/a.wav"}) {
+        expected.append(JoinPath(dir.Path(), Native(name)));
+    }
+    EXPECT_EQ(expected, list);
 }
 
 // A subfolder makes the clean-up fail, yet the files below it go and the folder tree stays.
