@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <iterator>
 
-#ifdef Q_OS_LINUX
 #include <sys/stat.h>
-#endif
 
 #include "app/user_messages.h"
 #include "util/path_utils.h"
@@ -69,37 +67,28 @@ constexpr char kUtf8Bom[] = "\xEF\xBB\xBF";
 // files, and each further call (a second stat, the C library re-checking the time zone file for every
 // local-time conversion) costs as much as the rest of AddFile together.
 struct FileFacts {
-    qint64 size = -1;    // as FileSize gives it: -1 when the file cannot be examined
-    QDateTime modified;  // local time; invalid unless the path is a regular file
+    bool exists = false;   // the path names something
+    bool regular = false;  // … and it is a regular file (links followed)
+    qint64 size = -1;      // as FileSize gives it: -1 when the file cannot be examined
+    QDateTime modified;    // local time; invalid unless the path is a regular file
 };
 
 FileFacts Examine(const QString& path) {
     FileFacts facts;
-#ifdef Q_OS_LINUX
-    // The system time zone, read once: converting with it gives the same local time as Qt's own
-    // conversion without a system call per file.
-    static const QTimeZone zone = QTimeZone::systemTimeZone();
     struct stat st;
-    if (zone.isValid()) {
-        if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &st) != 0) {
-            return facts;
-        }
-        facts.size = static_cast<qint64>(st.st_size);
-        if (S_ISREG(st.st_mode)) {
-            const qint64 ms = static_cast<qint64>(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
-            facts.modified = QDateTime::fromMSecsSinceEpoch(ms, zone);
-        }
+    if (path.isEmpty() || ::stat(QFile::encodeName(path).constData(), &st) != 0) {
         return facts;
     }
-#endif
-    const QFileInfo info(path);
-    // size() first: it fills the whole status, which exists() and isFile() then reuse.
-    const qint64 size = info.size();
-    if (!path.isEmpty() && info.exists()) {
-        facts.size = size;
-        if (info.isFile()) {
-            facts.modified = info.lastModified();
-        }
+    facts.exists = true;
+    facts.regular = S_ISREG(st.st_mode);
+    facts.size = static_cast<qint64>(st.st_size);
+    if (facts.regular) {
+        // The system time zone, read once: converting with it gives the same local time as Qt's own
+        // conversion without a system call per file.
+        static const QTimeZone zone = QTimeZone::systemTimeZone();
+        const qint64 ms = static_cast<qint64>(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
+        facts.modified =
+            zone.isValid() ? QDateTime::fromMSecsSinceEpoch(ms, zone) : QDateTime::fromMSecsSinceEpoch(ms);
     }
     return facts;
 }
@@ -146,8 +135,15 @@ bool IndexingQueue::AddFile(const QString& path) {
     entry.name = NameWithoutExtension(fileName);
     entry.type = type;
     const FileFacts facts = Examine(path);
+    if (facts.exists && !facts.regular) {
+        Messages().ShowMessage(kNotRegularFileSkipped + path);
+        return false;
+    }
+    if (!facts.exists && path.contains(QChar::ReplacementCharacter)) {
+        Messages().ShowMessage(kNameNotUtf8Skipped + path);
+        return false;
+    }
     entry.size = facts.size > 0 ? static_cast<quint64>(facts.size) : 0;
-    // A folder has no file date either: it is reported like a vanished file.
     entry.created = DateTimeText(facts.modified);
     const bool dateMissing = entry.created.isEmpty();
     // Contains() above left the position index valid.

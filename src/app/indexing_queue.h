@@ -19,6 +19,12 @@ inline const QString kStatusError = QStringLiteral("ошибка");
 inline const QString kStatusAlreadyIndexed = QStringLiteral("уже проиндексирован");
 inline const QString kStatusStopped = QStringLiteral("остановлен");
 
+// What AddFile says about a file it refuses, followed by the path.
+inline const QString kNotRegularFileSkipped =
+    QStringLiteral("Это не обычный файл (папка, канал, устройство или сокет), он пропущен: ");
+inline const QString kNameNotUtf8Skipped =
+    QStringLiteral("Имя файла не в кодировке UTF-8, программа не может его открыть, он пропущен: ");
+
 // kTypeAudio, kTypeVideo or "" for an extension such as ".mp3" (audio extensions are tried first).
 QString MediaTypeOf(const QString& ext);
 // Audio that SoX converts to raw samples directly (".m4a" deliberately is not among them).
@@ -45,9 +51,11 @@ struct QueueEntry {
 class IndexingQueue {
 public:
     // Appends the file unless its path is already queued or its extension is not a media type (both
-    // silently: false). Reads its size and modification time; when the time cannot be read (the file
-    // is gone, or the path is a folder) the full path is shown in a message box and the entry is kept
-    // with an empty date. True when an entry was appended.
+    // silently: false). Only regular files are queued: a folder, FIFO, device or socket is refused with
+    // kNotRegularFileSkipped + path, and a path that names nothing because it holds U+FFFD in place of
+    // a name's bytes that were not UTF-8 (FindFiles lists such files so) with kNameNotUtf8Skipped +
+    // path. Reads its size and modification time; when the file is gone the full path is shown in a
+    // message box and the entry is kept with an empty date. True when an entry was appended.
     bool AddFile(const QString& path);
     // True when an entry has exactly this path.
     bool Contains(const QString& path) const;

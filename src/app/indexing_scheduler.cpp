@@ -1,5 +1,7 @@
 #include "app/indexing_scheduler.h"
 
+#include <QEventLoop>
+#include <QFileInfo>
 #include <algorithm>
 
 #include "app/indexing_queue.h"
@@ -16,7 +18,14 @@ namespace tembrix {
 namespace {
 
 constexpr int kDispatcherInterval = 500;  // ms
-constexpr int kStopGrace = 1000;          // ms
+constexpr int kStopPollInterval = 20;     // ms: how often a stop looks for the workers' ends
+const QString kLockFileName = QStringLiteral(".tembrix-work.lock");
+
+// The same folder however it is spelled (a trailing separator, "..", a link).
+QString Canonical(const QString& folder) {
+    const QString canonical = QFileInfo(folder).canonicalFilePath();
+    return canonical.isEmpty() ? folder : canonical;
+}
 
 }  // namespace
 
@@ -28,23 +37,34 @@ IndexingScheduler::IndexingScheduler(IndexingQueue& queue, TDataModule1& store, 
       m_settings(settings),
       m_programDir(programDir),
       m_locator(programDir),
-      m_slots(static_cast<size_t>(std::max(slotCount, 1)), nullptr) {
+      m_slots(static_cast<size_t>(std::clamp(slotCount, 1, LogicalProcessors())), nullptr) {
     m_timer2.setInterval(kDispatcherInterval);
     connect(&m_timer2, &QTimer::timeout, this, &IndexingScheduler::Timer2Timer);
+    m_stopPoll.setInterval(kStopPollInterval);
+    connect(&m_stopPoll, &QTimer::timeout, this, &IndexingScheduler::CheckStopDone);
 }
 
 IndexingScheduler::~IndexingScheduler() {
     // Joining delivers queued calls, among them the workers' ends: they must not tick any more.
+    const bool hadJob = m_running;
     m_stopping = true;
     m_running = false;
     m_timer2.stop();
-    for (ProcessMediaFile*& worker : m_slots) {
+    m_stopPoll.stop();
+    for (ProcessMediaFile* worker : m_slots) {
         if (worker != nullptr) {
             worker->requestInterruption();
+        }
+    }
+    for (ProcessMediaFile*& worker : m_slots) {
+        if (worker != nullptr) {
             JoinThread(worker);
             delete worker;
             worker = nullptr;
         }
+    }
+    if (hadJob && m_lock) {
+        EmptySlotFolders();
     }
 }
 
@@ -82,6 +102,33 @@ void IndexingScheduler::AddReport(int list, const QString& line) {
     Q_EMIT reportLine(list, line);
 }
 
+bool IndexingScheduler::LockWorkFolder() {
+    const QString folder = m_settings.workDir;
+    if (m_lock && (m_running || Canonical(folder) == Canonical(m_lockedFolder))) {
+        return true;  // a job keeps the folder it started in
+    }
+    if (!FolderExists(folder)) {
+        return false;
+    }
+    auto lock = std::make_unique<QLockFile>(JoinPath(folder, kLockFileName));
+    // Never taken for stale while its holder lives, however long the job; a dead holder's is taken.
+    lock->setStaleLockTime(0);
+    if (!lock->tryLock(0)) {
+        return false;
+    }
+    m_lock = std::move(lock);
+    m_lockedFolder = folder;
+    return true;
+}
+
+void IndexingScheduler::UnlockWorkFolder() {
+    if (m_running) {
+        return;
+    }
+    m_lock.reset();
+    m_lockedFolder.clear();
+}
+
 IndexingScheduler::StartResult IndexingScheduler::StartExecute() {
     if (m_running) {
         return StartResult::Started;
@@ -89,6 +136,11 @@ IndexingScheduler::StartResult IndexingScheduler::StartExecute() {
     if (m_settings.workDir.isEmpty() || !FolderExists(m_settings.workDir)) {
         Messages().ShowMessage(QStringLiteral("Выберите рабочий каталог!"));
         return StartResult::NoWorkDir;
+    }
+    if (!LockWorkFolder()) {
+        Messages().ShowMessage(QStringLiteral("Рабочий каталог используется другой копией программы: ") +
+                               m_settings.workDir);
+        return StartResult::WorkDirBusy;
     }
     if (m_settings.dbPath.isEmpty() || !FileExists(m_settings.dbPath)) {
         Messages().ShowMessage(QStringLiteral("Выберите или создайте базу данных!"));
@@ -99,6 +151,11 @@ IndexingScheduler::StartResult IndexingScheduler::StartExecute() {
         Messages().ShowMessage(
             QStringLiteral("Отсутствует утилита FFMPEG! Установите её пожалуйста и укажите её путь!"));
         return StartResult::NoFfmpeg;
+    }
+    if (!FileExists(FfprobePathFor(ffmpeg))) {
+        Messages().ShowMessage(
+            QStringLiteral("Отсутствует утилита FFPROBE! Установите её пожалуйста в каталог FFMPEG!"));
+        return StartResult::NoFfprobe;
     }
     const QString sox = SoxPath();
     if (sox.isEmpty() || !FileExists(sox)) {
@@ -116,7 +173,7 @@ IndexingScheduler::StartResult IndexingScheduler::StartExecute() {
     m_tracksIndexed = 0;
     m_secondsIndexed = 0;
     Q_EMIT reportCleared();
-    ClearWorkDirectoryExecute();
+    EmptySlotFolders();
     m_running = true;
     m_timer2.start();
     Q_EMIT runningChanged(true);
@@ -130,7 +187,10 @@ void IndexingScheduler::Collect() {
         }
         WorkEndSeen(worker);
         const QString path = worker->sourcePath;
-        if (worker->status.isEmpty()) {
+        if (worker->Stopped()) {
+            AddReport(kErrorList, QStringLiteral("Остановлен: ") + path);
+            m_queue.SetStatus(kStatusStopped, path);
+        } else if (worker->status.isEmpty()) {
             AddReport(kSuccessList, QStringLiteral("Обработан успешно: ") + path);
             m_queue.SetStatus(kStatusDone, path);
         } else if (worker->status == kStatusAlreadyIndexedText) {
@@ -159,7 +219,7 @@ void IndexingScheduler::Launch() {
             return;
         }
         WorkerSetup setup;
-        setup.workDir = m_settings.workDir;
+        setup.workDir = m_lockedFolder;
         setup.soxPath = SoxPath();
         setup.ffmpegPath = FfmpegPath();
         setup.programDir = m_programDir;
@@ -174,14 +234,14 @@ void IndexingScheduler::Launch() {
 }
 
 void IndexingScheduler::Timer2Timer() {
-    if (!m_running || m_busy) {
+    if (!m_running || m_busy || m_stopping) {
         return;
     }
     m_busy = true;
     Collect();
     Launch();
     Q_EMIT queueChanged();
-    if (!m_running) {  // stopped from a handler of queueChanged
+    if (!m_running || m_stopping) {  // stopped from a handler of queueChanged
         m_busy = false;
         return;
     }
@@ -201,7 +261,11 @@ void IndexingScheduler::Timer2Timer() {
 }
 
 void IndexingScheduler::OnWorkerFinished() {
-    if (!m_running || m_busy || m_stopping) {
+    if (m_stopping) {
+        CheckStopDone();
+        return;
+    }
+    if (!m_running || m_busy) {
         return;
     }
     // `finished` is emitted just before the thread ends; wait for that so the tick sees it finished.
@@ -220,37 +284,70 @@ void IndexingScheduler::StopExecute() {
     }
     m_stopping = true;
     m_timer2.stop();
-    // Workers blocked in a call onto this thread must still get it answered while we wait.
-    WaitDelivering(kStopGrace);
-    for (ProcessMediaFile*& worker : m_slots) {
+    for (ProcessMediaFile* worker : m_slots) {
+        if (worker != nullptr) {
+            worker->requestInterruption();
+        }
+    }
+    m_stopPoll.start();
+    CheckStopDone();
+}
+
+void IndexingScheduler::CheckStopDone() {
+    if (!m_stopping || !m_running || m_busy) {
+        return;
+    }
+    for (ProcessMediaFile* worker : m_slots) {
         if (worker == nullptr) {
             continue;
         }
-        worker->requestInterruption();
-        const QString path = worker->sourcePath;
-        m_queue.SetStatus(kStatusStopped, path);
-        AddReport(kErrorList, QStringLiteral("Остановлен: ") + path);
-        JoinThread(worker);
-        m_tracksIndexed += worker->insertedTracks;
-        m_secondsIndexed += worker->insertedSeconds;
-        delete worker;
-        worker = nullptr;
+        // A worker past its last step ends at once; one still at work is not waited for here.
+        if (!worker->Executed()) {
+            return;
+        }
+        worker->wait();
     }
-    ClearWorkDirectoryExecute();
+    m_stopPoll.stop();
+    Collect();
     m_running = false;
+    EmptySlotFolders();
     m_stopping = false;
+    const bool quiet = m_quietStop;
+    m_quietStop = false;
     Q_EMIT queueChanged();
     Q_EMIT runningChanged(false);
-    Messages().ShowMessage(QStringLiteral("Индексация остановлена!"));
+    if (!quiet) {
+        Messages().ShowMessage(QStringLiteral("Индексация остановлена!"));
+    }
     Q_EMIT jobFinished();
 }
 
+void IndexingScheduler::StopAndWait(bool quiet) {
+    if (!m_running) {
+        return;
+    }
+    m_quietStop = m_quietStop || quiet;
+    QEventLoop loop;
+    connect(this, &IndexingScheduler::jobFinished, &loop, &QEventLoop::quit);
+    StopExecute();
+    if (m_stopping) {
+        loop.exec();
+    }
+}
+
 void IndexingScheduler::ClearWorkDirectoryExecute() {
-    if (m_settings.workDir.isEmpty()) {
+    if (m_running || !LockWorkFolder()) {
+        return;
+    }
+    EmptySlotFolders();
+}
+
+void IndexingScheduler::EmptySlotFolders() {
+    if (!m_lock) {
         return;
     }
     for (int n = 0; n < SlotCount(); ++n) {
-        const QString folder = JoinPath(m_settings.workDir, QString::number(n));
+        const QString folder = JoinPath(m_lockedFolder, QString::number(n));
         if (FolderExists(folder)) {
             RemoveFolder(folder);
         }

@@ -541,10 +541,12 @@ void TForm1::StartExecute() {
             ShowSettings(TForm2::kDatabasePage);
             return;
         case Result::NoFfmpeg:
+        case Result::NoFfprobe:
         case Result::NoSox:
             ShowSettings(TForm2::kToolsPage);
             return;
         case Result::EmptyQueue:
+        case Result::WorkDirBusy:
             return;
         case Result::Started:
             break;

@@ -1,8 +1,12 @@
 #include "indexing/digests.h"
 
+#include <fcntl.h>
 #include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <QFile>
+#include <QThread>
 #include <algorithm>
 #include <memory>
 
@@ -28,10 +32,23 @@ FileDigests Digest(const QString& path, QFile* copy, bool* copied) {
     if (copied != nullptr) {
         *copied = false;
     }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    // Opened without waiting (a FIFO would otherwise block the open until a writer comes) and read
+    // only when it is a regular file.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
         return result;
     }
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return result;
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return result;
+    }
+    QThread* thread = QThread::currentThread();
     MdContext md5(EVP_MD_CTX_new());
     MdContext sha(EVP_MD_CTX_new());
     if (!md5 || !sha || EVP_DigestInit_ex(md5.get(), EVP_md5(), nullptr) != 1 ||
@@ -42,6 +59,9 @@ FileDigests Digest(const QString& path, QFile* copy, bool* copied) {
     std::unique_ptr<char[]> buffer(new char[kChunk]);
     bool written = true;
     for (;;) {
+        if (thread->isInterruptionRequested()) {
+            return result;  // asked to stop: not ok, and no copy is kept
+        }
         const qint64 got = file.read(buffer.get(), kChunk);
         if (got < 0) {
             return result;

@@ -1,12 +1,14 @@
 #pragma once
-// MD5 and SHA-256 of a whole file, both fed from one read pass. Safe on any thread.
+// MD5 and SHA-256 of a whole file, both fed from one read pass. Only regular files are read (a FIFO or
+// a device is refused without blocking). Safe on any thread.
 
 #include <QString>
 
 namespace tembrix {
 
 struct FileDigests {
-    bool ok = false;   // false when the file could not be opened or read to its end
+    bool ok = false;   // false when the file is not a regular file, could not be opened or read to its
+                       // end, or the calling QThread was asked to stop meanwhile
     QString md5;       // 32 lower-case hex digits
     QString sha256;    // 64 lower-case hex digits
     qint64 bytes = 0;  // bytes read

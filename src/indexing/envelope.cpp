@@ -1,6 +1,7 @@
 #include "indexing/envelope.h"
 
 #include <QFile>
+#include <QThread>
 #include <QtEndian>
 #include <algorithm>
 #include <condition_variable>
@@ -196,9 +197,11 @@ void FeedOverlapped(QFile& file, qint64 total, Envelope& envelope) {
     std::deque<int> free{0, 1, 2};
     bool readerDone = false;
 
+    // A stop asked of the calling thread ends the reading early (the caller then discards the result).
+    QThread* const owner = QThread::currentThread();
     std::thread reader([&] {
         qint64 remaining = total;
-        while (remaining > 0) {
+        while (remaining > 0 && !owner->isInterruptionRequested()) {
             int slot = 0;
             {
                 std::unique_lock guard(lock);

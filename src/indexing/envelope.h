@@ -66,7 +66,8 @@ struct RawEnvelope {
     std::unique_ptr<Envelope> envelope;  // capacity (samples + 479) / 480
 };
 
-// Reads the raw file at `path` and reduces it to its envelope. Uses a fixed 1 MiB buffer.
+// Reads the raw file at `path` and reduces it to its envelope. Uses a fixed 1 MiB buffer. A long file
+// stops being read early when the calling QThread is asked to stop (the envelope is then incomplete).
 RawEnvelope EnvelopeOfRawFile(const QString& path);
 
 // The raw-audio byte rate and the shortest file the indexing worker accepts (60 s).

@@ -1,6 +1,8 @@
 #include "indexing/media_tools.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
 
 #include "indexing/process_runner.h"
 #include "indexing/tool_locator.h"
@@ -49,24 +51,46 @@ QStringList SoxEnvironment() {
     return {QStringLiteral("SOX_OPTS=-R")};
 }
 
+bool SoxReportedFailure(const QString& errorFile) {
+    static const QRegularExpression kFail(QStringLiteral("\\bFAIL\\b"));
+    for (const QString& line : LoadLines(errorFile)) {
+        if (kFail.match(line).hasMatch()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool ConvertToRaw(const QString& soxPath, const QString& input, const QString& output,
                   const QString& workingDirectory) {
     QFile::remove(output);
-    RunAndWait(soxPath, SoxRawArguments(input, output), workingDirectory, SoxEnvironment());
-    return QFile::exists(output);
+    const QString errors = JoinPath(QFileInfo(output).path(), kErrFile);
+    const ToolRun run =
+        RunAndWait(soxPath, SoxRawArguments(input, output), workingDirectory, SoxEnvironment(), errors);
+    return run.Succeeded() && !SoxReportedFailure(errors) && QFile::exists(output);
 }
 
 bool ExtractAudioTrack(const QString& ffmpegPath, const QString& input, const QString& outputWav, int track,
                        const QString& workingDirectory) {
     QFile::remove(outputWav);
-    RunAndWait(ffmpegPath, FfmpegExtractArguments(input, outputWav, track), workingDirectory);
-    return QFile::exists(outputWav);
+    const ToolRun run =
+        RunAndWait(ffmpegPath, FfmpegExtractArguments(input, outputWav, track), workingDirectory);
+    return run.Succeeded() && QFile::exists(outputWav);
 }
 
 int CountAudioTracks(const QString& ffmpegPath, const QString& input, const QString& workingDirectory) {
     const QString out = JoinPath(workingDirectory, kOutFile);
-    RunRedirected(FfprobePathFor(ffmpegPath), FfprobeCountArguments(input), workingDirectory, QString(), out,
-                  JoinPath(workingDirectory, kErrFile));
+    const QString errors = JoinPath(workingDirectory, kErrFile);
+    const ToolRun run = RunRedirected(FfprobePathFor(ffmpegPath), FfprobeCountArguments(input),
+                                      workingDirectory, QString(), out, errors);
+    if (!run.Succeeded()) {
+        return -1;
+    }
+    for (const QString& line : LoadLines(errors)) {
+        if (!TrimControl(line).isEmpty()) {
+            return -1;
+        }
+    }
     return static_cast<int>(LoadLines(out).size());
 }
 

@@ -46,15 +46,59 @@ void ProcessMediaFile::CheckPathOnMainThread() {
 }
 
 void ProcessMediaFile::InsertOnMainThread() {
-    const QByteArray blob = currentEnvelope ? currentEnvelope->Blob() : QByteArray();
-    storeResult = m_store.InsertRecordWithIndex(indexRecord, blob.constData());
-    if (storeResult == TDataModule1::kDuplicate) {
-        status = kStatusDuplicateTrack;
-    } else if (storeResult != TDataModule1::kOk) {
-        status = kStatusQueryFailed;
-    } else {
+    // Runs on the main thread, where a stop is asked for: once it has been, nothing more is stored.
+    if (isInterruptionRequested()) {
+        m_stopped = true;
+        return;
+    }
+    for (const ReadyTrack& track : m_ready) {
+        storeResult = m_store.InsertRecordWithIndex(track.record, track.blob.constData());
+        if (storeResult == TDataModule1::kDuplicate) {
+            status = kStatusDuplicateTrack;
+        } else if (storeResult != TDataModule1::kOk) {
+            status = kStatusQueryFailed;
+        }
+        if (!status.isEmpty()) {
+            return;
+        }
         ++insertedTracks;
-        insertedSeconds += indexRecord.duration;
+        insertedSeconds += track.record.duration;
+    }
+}
+
+bool ProcessMediaFile::StopCame() {
+    if (isInterruptionRequested()) {
+        m_stopped = true;
+    }
+    return m_stopped;
+}
+
+bool ProcessMediaFile::StoreReadyTracks() {
+    if (StopCame()) {
+        return false;
+    }
+    if (m_ready.empty()) {
+        return true;
+    }
+    Synchronize([this] { InsertOnMainThread(); });
+    m_ready.clear();
+    if (m_stopped) {
+        return false;
+    }
+    if (!status.isEmpty()) {
+        ProgramLog(QStringLiteral("Insert record error"));
+        return false;
+    }
+    return true;
+}
+
+void ProcessMediaFile::Fail(const QString& failure) {
+    if (StopCame()) {
+        status.clear();
+        return;
+    }
+    if (StoreReadyTracks()) {
+        status = failure;
     }
 }
 
@@ -62,18 +106,18 @@ bool ProcessMediaFile::IndexRawFile(const QString& rawFile, const QString& waveF
                                     const QString& workingFile, const QString& tagTool, int track) {
     // Sizes are 64-bit: a track of more than about six hours is not taken for a short one.
     if (FileSize(rawFile) < kMinimumRawSize) {
-        status = kStatusTooShort;
         ProgramLog(QStringLiteral("Insert record error"));
         if (!waveFile.isEmpty()) {
             QFile::remove(waveFile);
         }
         QFile::remove(rawFile);
+        Fail(kStatusTooShort);
         return false;
     }
     RawEnvelope raw = EnvelopeOfRawFile(rawFile);
     if (!raw.ok) {
-        status = kStatusConvertFailed;
         QFile::remove(rawFile);
+        Fail(kStatusConvertFailed);
         return false;
     }
     currentEnvelope = std::move(raw.envelope);
@@ -97,18 +141,15 @@ bool ProcessMediaFile::IndexRawFile(const QString& rawFile, const QString& waveF
         QFile::remove(waveFile);
     }
     QFile::remove(rawFile);
-    Synchronize([this] { InsertOnMainThread(); });
+    m_ready.push_back(ReadyTrack{indexRecord, currentEnvelope->Blob()});
     currentEnvelope.reset();
-    if (!status.isEmpty()) {
-        ProgramLog(QStringLiteral("Insert record error"));
-        return false;
-    }
-    return true;
+    return !StopCame();
 }
 
 void ProcessMediaFile::Execute() {
     // 1. The file's own fields.
     indexRecord = IndexRecord();
+    m_ready.clear();
     indexRecord.source_path = sourcePath;
     indexRecord.source_file_name = NameWithoutExtension(FileNameOf(sourcePath));
     indexRecord.source_size = FileSize(sourcePath);
@@ -120,7 +161,13 @@ void ProcessMediaFile::Execute() {
 
     // 2. Already indexed under this path?
     Synchronize([this] { CheckPathOnMainThread(); });
-    if (!status.isEmpty()) {
+    if (!status.isEmpty() || StopCame()) {
+        return;
+    }
+    // Only regular files: reading a FIFO or a device could block for ever or never end. (The digest
+    // step checks again on the descriptor it reads, in case the file is replaced meanwhile.)
+    if (PathExists(sourcePath) && !IsRegularFile(sourcePath)) {
+        status = kStatusNotRegular;
         return;
     }
 
@@ -145,12 +192,18 @@ void ProcessMediaFile::Execute() {
         workingFile = JoinPath(subdirectory, FileNameOf(sourcePath));
         bool copied = false;
         digests = CopyAndDigest(sourcePath, workingFile, &copied);
+        if (StopCame()) {
+            return;
+        }
         if (!copied) {
             status = kStatusCopyFailed;
             return;
         }
     } else {
         digests = DigestFile(workingFile);
+    }
+    if (StopCame()) {
+        return;
     }
     if (!digests.ok) {
         status = kStatusSourceUnreadable;
@@ -167,7 +220,8 @@ void ProcessMediaFile::Execute() {
     if (IsDirectAudio(workingExtension)) {
         // 10. One track, converted by SoX straight from the file.
         if (!ConvertToRaw(m_setup.soxPath, workingFile, rawFile, m_setup.workDir)) {
-            status = kStatusConvertFailed;
+            QFile::remove(rawFile);
+            Fail(kStatusConvertFailed);
             return;
         }
         indexRecord.all_tracks = 1;
@@ -177,27 +231,37 @@ void ProcessMediaFile::Execute() {
             return;
         }
     } else {
-        // 8. How many tracks.
+        // 8. How many tracks. A container ffprobe cannot read fails; a readable one without audio
+        // gives no row and no message.
         if (IsMultiTrack(workingExtension)) {
             indexRecord.all_tracks = CountAudioTracks(m_setup.ffmpegPath, workingFile, subdirectory);
+            if (indexRecord.all_tracks < 0) {
+                Fail(kStatusExtractFailed);
+                return;
+            }
         } else {
             indexRecord.all_tracks = 1;
         }
-        // 9. Each track through ffmpeg, then SoX. A container without audio gives no row and no message.
+        // 9. Each track through ffmpeg, then SoX.
         const QString tagTool = JoinPath(m_setup.programDir, ToolFileName(QStringLiteral("id3-tags-cli")));
         for (int track = 0; track < indexRecord.all_tracks; ++track) {
             if (!ExtractAudioTrack(m_setup.ffmpegPath, workingFile, waveFile, track, m_setup.workDir)) {
-                status = kStatusExtractFailed;
+                QFile::remove(waveFile);
+                Fail(kStatusExtractFailed);
                 return;
             }
             if (!ConvertToRaw(m_setup.soxPath, waveFile, rawFile, m_setup.workDir)) {
-                status = kStatusConvertFailed;
+                QFile::remove(rawFile);
+                Fail(kStatusConvertFailed);
                 return;
             }
             if (!IndexRawFile(rawFile, waveFile, workingFile, tagTool, track)) {
                 return;
             }
         }
+    }
+    if (!StoreReadyTracks()) {
+        return;
     }
 
     // 11. Normal end.

@@ -5,11 +5,18 @@
 // the work folder, named by `workerNumber`; the scheduler never runs two workers with the same number at
 // once. The store is reached only through Synchronize, so its calls run on the main thread; the main
 // thread must keep delivering queued calls while it waits for a worker (JoinThread).
+//
+// Stopping: requestInterruption() ends the worker within a fraction of a second wherever it is (a
+// running tool is killed, the digest loop ends, no further step starts) and it then stores nothing:
+// the rows of a file are inserted together, in one call onto the main thread, after its last track (or
+// its first failing track: the tracks before it are stored, as always), and that call inserts nothing
+// once a stop was asked for. Such a worker ends with Stopped() true.
 
 #include <QString>
 #include <QThread>
 #include <atomic>
 #include <memory>
+#include <vector>
 
 #include "database/index_record.h"
 #include "indexing/envelope.h"
@@ -25,6 +32,7 @@ inline const QString kStatusNoSubfolder = QStringLiteral("Ошибка созд�
 inline const QString kStatusCopyFailed =
     QStringLiteral("Ошибка копирования исходного файла в рабочий каталог!");
 inline const QString kStatusSourceUnreadable = QStringLiteral("Ошибка чтения исходного файла!");
+inline const QString kStatusNotRegular = QStringLiteral("Это не обычный файл (канал, устройство или сокет)!");
 inline const QString kStatusExtractFailed = QStringLiteral("Ошибка извлечения аудио данных из видео!");
 inline const QString kStatusConvertFailed = QStringLiteral("Ошибка конвертирования в DAT формат!");
 inline const QString kStatusTooShort = QStringLiteral("Очень маленький размер аудио данных!");
@@ -71,20 +79,39 @@ public:
     // True once run() has returned: the thread makes no more calls onto the main thread and ends at
     // once, so a plain wait() for it cannot block. Safe on any thread.
     bool Executed() const { return m_executed.load(); }
+    // True when the worker ended because it was asked to stop; it stored no row and `status` is "".
+    // Read after the end.
+    bool Stopped() const { return m_stopped; }
 
 protected:
     void run() override;
 
 private:
+    // A track ready to be stored: its row and envelope bytes.
+    struct ReadyTrack {
+        IndexRecord record;
+        QByteArray blob;
+    };
+
     void CheckPathOnMainThread();
+    // Inserts the ready tracks in order, up to the first refusal; nothing once a stop was asked for.
     void InsertOnMainThread();
-    // Steps of one track once the raw file is there: size check, envelope, tags, insert. False ends the
-    // worker (status says why).
+    // Steps of one track once the raw file is there: size check, envelope, tags; the track is then
+    // ready. False ends the worker (status says why).
     bool IndexRawFile(const QString& rawFile, const QString& waveFile, const QString& workingFile,
                       const QString& tagTool, int track);
+    // Stores the ready tracks. False when an insert was refused (status says why) or a stop came.
+    bool StoreReadyTracks();
+    // Ends the work on a failed step: the tracks ready so far are stored, then `failure` becomes the
+    // status unless an insert's refusal came first. When a stop was asked for, nothing is stored.
+    void Fail(const QString& failure);
+    // True (and Stopped() from then on) once the thread has been asked to stop.
+    bool StopCame();
 
     TDataModule1& m_store;
     WorkerSetup m_setup;
+    std::vector<ReadyTrack> m_ready;
+    bool m_stopped = false;
     std::atomic<bool> m_executed{false};
 };
 

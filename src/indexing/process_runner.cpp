@@ -1,41 +1,61 @@
 #include "indexing/process_runner.h"
 
 #include <QFile>
-#include <QProcess>
-#include <QProcessEnvironment>
-
-#ifndef Q_OS_WIN
-#include <unistd.h>
-#endif
-
-// Thread-checker builds start the tools with posix_spawn instead of QProcess. Qt starts a child with a
-// vfork-style clone and runs code of its own in it, on the parent's memory and thread state; the
-// checker's bookkeeping of the starting thread is left damaged, and it then reports races that are
-// not there. posix_spawn does the same set-up (arguments, redirections, folder, process group) inside
-// the C library, where no checked code runs. Every other build uses QProcess.
-#if !defined(Q_OS_WIN) && defined(__SANITIZE_THREAD__)
-#define TEMBRIX_SPAWN_WITH_POSIX 1
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
-#include <cerrno>
-#include <csignal>
+#include <QThread>
+#include <array>
+#include <atomic>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
 extern char** environ;
-#else
-#define TEMBRIX_SPAWN_WITH_POSIX 0
-#endif
 
 namespace tembrix {
 
 namespace {
 
-const QString kNullDevice = QProcess::nullDevice();
+const char kNullDevice[] = "/dev/null";
 
-#if TEMBRIX_SPAWN_WITH_POSIX
+// How long one slice of the wait lasts before the stop request is looked at again (ms). A tool that
+// ends wakes the wait at once; the slice only bounds how late a stop is noticed.
+constexpr int kSliceMs = 50;
+
+// The live tools, by process group id (the leader's pid); 0 = free entry. Fixed and lock-free, so that
+// KillAllTools may read it from a signal handler. A run that finds no free entry still runs, without
+// the emergency path.
+std::array<std::atomic<pid_t>, 256> g_live{};
+std::atomic<bool> g_refuseNew{false};
+
+int Register(pid_t group) {
+    for (size_t i = 0; i < g_live.size(); ++i) {
+        pid_t expected = 0;
+        if (g_live[i].compare_exchange_strong(expected, group)) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+void Unregister(int entry) {
+    if (entry >= 0) {
+        g_live[static_cast<size_t>(entry)].store(0);
+    }
+}
+
+bool StopRequested() {
+    QThread* thread = QThread::currentThread();
+    return thread != nullptr && thread->isInterruptionRequested();
+}
 
 // The environment of the child: ours, with each "NAME=value" of `extra` replacing or adding NAME.
 std::vector<std::string> ChildEnvironment(const QStringList& extra) {
@@ -44,8 +64,7 @@ std::vector<std::string> ChildEnvironment(const QStringList& extra) {
         entries.emplace_back(*entry);
     }
     for (const QString& item : extra) {
-        const qsizetype eq = item.indexOf(u'=');
-        if (eq <= 0) {
+        if (item.indexOf(u'=') <= 0) {
             continue;
         }
         const std::string text = item.toStdString();
@@ -64,15 +83,15 @@ std::vector<std::string> ChildEnvironment(const QStringList& extra) {
     return entries;
 }
 
-// A started child: its pid, or -1 when it could not be started.
+// A started child, leader of its own process group: its pid, or -1 when it could not be started.
 pid_t Spawn(const QString& program, const QStringList& arguments, const QString& workingDirectory,
-            const QString& inputFile, const QString& outputFile, const QString& errorFile,
+            const QByteArray& input, const QByteArray& output, const QByteArray& error,
             const QStringList& extraEnvironment) {
     const QByteArray programBytes = QFile::encodeName(program);
     std::vector<QByteArray> argumentBytes;
     argumentBytes.reserve(static_cast<size_t>(arguments.size()));
     for (const QString& argument : arguments) {
-        argumentBytes.push_back(argument.toLocal8Bit());
+        argumentBytes.push_back(QFile::encodeName(argument));
     }
     std::vector<char*> argv;
     argv.push_back(const_cast<char*>(programBytes.constData()));
@@ -90,9 +109,6 @@ pid_t Spawn(const QString& program, const QStringList& arguments, const QString&
 
     // The redirections are opened before the change of folder, so relative names mean what they mean
     // to us. Every other descriptor of ours is opened close-on-exec by Qt and SQLite.
-    const QByteArray input = QFile::encodeName(inputFile);
-    const QByteArray output = QFile::encodeName(outputFile);
-    const QByteArray error = QFile::encodeName(errorFile);
     const QByteArray folder = QFile::encodeName(workingDirectory);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -105,9 +121,9 @@ pid_t Spawn(const QString& program, const QStringList& arguments, const QString&
         posix_spawn_file_actions_addchdir_np(&actions, folder.constData());
     }
 
-    // Our own process group: the terminal's Ctrl+C goes to this program, which stops the job in order,
-    // instead of cutting a tool short and leaving a truncated output file that looks like a success.
-    // The child starts with no blocked signals and the default action for those we may have changed.
+    // Its own process group: the terminal's Ctrl+C goes to this program, which stops the job in order,
+    // and the whole group can be killed at once. The child starts with no blocked signals and the
+    // default action for those we may have changed.
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setpgroup(&attributes, 0);
@@ -131,98 +147,100 @@ pid_t Spawn(const QString& program, const QStringList& arguments, const QString&
     return failed == 0 ? pid : -1;
 }
 
-// Starts the child and waits for its end, whatever its exit. False when it could not be started.
-bool SpawnAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
-                  const QString& inputFile, const QString& outputFile, const QString& errorFile,
-                  const QStringList& extraEnvironment) {
-    if (program.isEmpty()) {
-        return false;
+// True once `pid` has ended; it stays a zombie (not reaped), so its pid, which is also its group's id,
+// cannot be taken by another process meanwhile.
+bool HasEnded(pid_t pid) {
+    siginfo_t info{};
+    while (::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) < 0) {
+        if (errno != EINTR) {
+            return true;  // not our child any more: nothing to wait for
+        }
     }
-    const pid_t pid =
-        Spawn(program, arguments, workingDirectory, inputFile, outputFile, errorFile, extraEnvironment);
+    return info.si_pid != 0;
+}
+
+// Waits up to one slice for `pid` to end: on its pidfd when the system has them, else in short naps.
+void WaitSlice(int pidfd, pid_t pid) {
+    if (pidfd >= 0) {
+        pollfd entry{pidfd, POLLIN, 0};
+        ::poll(&entry, 1, kSliceMs);
+        return;
+    }
+    // Without pidfds: naps growing from 1 ms, so a short tool is not kept waiting for a whole slice.
+    for (int napMs = 1, waited = 0; waited < kSliceMs && !HasEnded(pid); waited += napMs, napMs *= 2) {
+        const timespec nap{0, static_cast<long>(napMs) * 1000000L};
+        ::nanosleep(&nap, nullptr);
+    }
+}
+
+// Starts the child and waits for its end (or kills it on a stop request).
+ToolRun SpawnAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
+                     const QByteArray& input, const QByteArray& output, const QByteArray& error,
+                     const QStringList& extraEnvironment) {
+    ToolRun run;
+    if (program.isEmpty() || g_refuseNew.load()) {
+        return run;
+    }
+    if (StopRequested()) {
+        run.end = ToolRun::End::Stopped;
+        return run;
+    }
+    const pid_t pid = Spawn(program, arguments, workingDirectory, input, output, error, extraEnvironment);
     if (pid < 0) {
-        return false;
+        return run;
     }
+    const int entry = Register(pid);
+    if (g_refuseNew.load()) {
+        ::kill(-pid, SIGKILL);  // KillAllTools ran while this one was starting
+    }
+    const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    bool stopped = false;
+    while (!HasEnded(pid)) {
+        if (!stopped && StopRequested()) {
+            ::kill(-pid, SIGKILL);
+            stopped = true;
+        }
+        WaitSlice(pidfd, pid);
+    }
+    // Whatever the tool left running in its group goes with it; the zombie leader keeps the id ours.
+    ::kill(-pid, SIGKILL);
+    Unregister(entry);
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    return true;
+    if (pidfd >= 0) {
+        ::close(pidfd);
+    }
+    if (stopped) {
+        run.end = ToolRun::End::Stopped;
+    } else if (WIFEXITED(status)) {
+        run.end = ToolRun::End::Exited;
+        run.code = WEXITSTATUS(status);
+    } else {
+        run.end = ToolRun::End::Signalled;
+        run.code = WIFSIGNALED(status) ? WTERMSIG(status) : -1;
+    }
+    return run;
 }
 
-#else
-
-// Sets up `process` with the program, its arguments, the folder and the environment.
-void Prepare(QProcess& process, const QString& program, const QStringList& arguments,
-             const QString& workingDirectory, const QStringList& extraEnvironment) {
-    process.setProgram(program);
-    process.setArguments(arguments);
-    if (!workingDirectory.isEmpty()) {
-        process.setWorkingDirectory(workingDirectory);
-    }
-    if (!extraEnvironment.isEmpty()) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        for (const QString& entry : extraEnvironment) {
-            const qsizetype eq = entry.indexOf(u'=');
-            if (eq > 0) {
-                environment.insert(entry.left(eq), entry.mid(eq + 1));
-            }
-        }
-        process.setProcessEnvironment(environment);
-    }
-#ifndef Q_OS_WIN
-    // Our own process group: the terminal's Ctrl+C goes to this program, which stops the job in order,
-    // instead of cutting a tool short and leaving a truncated output file that looks like a success.
-    process.setChildProcessModifier([] { ::setpgid(0, 0); });
-#endif
+QByteArray DeviceOr(const QString& file) {
+    return file.isEmpty() ? QByteArray(kNullDevice) : QFile::encodeName(file);
 }
-
-// Starts the child and waits for its end, whatever its exit. False when it could not be started.
-bool SpawnAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
-                  const QString& inputFile, const QString& outputFile, const QString& errorFile,
-                  const QStringList& extraEnvironment) {
-    QProcess process;
-    Prepare(process, program, arguments, workingDirectory, extraEnvironment);
-    process.setStandardInputFile(inputFile);
-    process.setStandardOutputFile(outputFile);
-    process.setStandardErrorFile(errorFile);
-    process.start(QIODevice::NotOpen);
-    if (!process.waitForStarted(-1)) {
-        return false;
-    }
-    process.waitForFinished(-1);
-    return true;
-}
-
-#endif
 
 }  // namespace
 
-bool RunAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
-                const QStringList& extraEnvironment) {
-    return SpawnAndWait(program, arguments, workingDirectory, kNullDevice, kNullDevice, kNullDevice,
+ToolRun RunAndWait(const QString& program, const QStringList& arguments, const QString& workingDirectory,
+                   const QStringList& extraEnvironment, const QString& errorFile) {
+    if (!errorFile.isEmpty()) {
+        QFile::remove(errorFile);
+    }
+    return SpawnAndWait(program, arguments, workingDirectory, kNullDevice, kNullDevice, DeviceOr(errorFile),
                         extraEnvironment);
 }
 
-bool RunDetached(const QString& program, const QStringList& arguments, const QString& workingDirectory) {
-    // Called from the main thread for the companion program and the restart; the child outlives us.
-    QProcess process;
-    process.setProgram(program);
-    process.setArguments(arguments);
-    if (!workingDirectory.isEmpty()) {
-        process.setWorkingDirectory(workingDirectory);
-    }
-    process.setStandardInputFile(kNullDevice);
-    process.setStandardOutputFile(kNullDevice);
-    process.setStandardErrorFile(kNullDevice);
-#ifndef Q_OS_WIN
-    process.setChildProcessModifier([] { ::setpgid(0, 0); });
-#endif
-    return process.startDetached();
-}
-
-bool RunRedirected(const QString& program, const QStringList& arguments, const QString& workingDirectory,
-                   const QString& inputFile, const QString& outputFile, const QString& errorFile,
-                   const QStringList& extraEnvironment) {
+ToolRun RunRedirected(const QString& program, const QStringList& arguments, const QString& workingDirectory,
+                      const QString& inputFile, const QString& outputFile, const QString& errorFile,
+                      const QStringList& extraEnvironment) {
     if (!outputFile.isEmpty()) {
         QFile::remove(outputFile);
     }
@@ -233,9 +251,28 @@ bool RunRedirected(const QString& program, const QStringList& arguments, const Q
         QFile create(inputFile);
         create.open(QIODevice::WriteOnly);  // opened "always": an empty input when missing
     }
-    return SpawnAndWait(program, arguments, workingDirectory, inputFile.isEmpty() ? kNullDevice : inputFile,
-                        outputFile.isEmpty() ? kNullDevice : outputFile,
-                        errorFile.isEmpty() ? kNullDevice : errorFile, extraEnvironment);
+    return SpawnAndWait(program, arguments, workingDirectory, DeviceOr(inputFile), DeviceOr(outputFile),
+                        DeviceOr(errorFile), extraEnvironment);
+}
+
+void KillAllTools() {
+    g_refuseNew.store(true);
+    for (std::atomic<pid_t>& entry : g_live) {
+        const pid_t group = entry.load();
+        if (group > 0) {
+            ::kill(-group, SIGKILL);
+        }
+    }
+}
+
+int LiveToolCount() {
+    int count = 0;
+    for (const std::atomic<pid_t>& entry : g_live) {
+        if (entry.load() > 0) {
+            ++count;
+        }
+    }
+    return count;
 }
 
 }  // namespace tembrix

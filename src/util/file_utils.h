@@ -9,10 +9,13 @@
 namespace tembrix {
 
 // Appends to `list` the full path (folder + separator + name) of every regular, non-hidden file in
-// `folder` whose name matches `mask` (wildcards, "*.*" and "*" match every name); then, when `recurse` is
-// set, for every subfolder that is not hidden (symbolic links to folders are not followed) appends its path
-// when `listFolders` is set and descends into it. Files of a folder come before its subfolders; names are
-// taken in the order the file system returns them.
+// `folder` whose name matches `mask` (wildcards without case, "*.*" and "*" match every name); FIFOs,
+// devices and sockets are left out. Then, when `recurse` is set, for every subfolder that is not hidden
+// (symbolic links to folders are not followed) appends its path when `listFolders` is set and descends
+// into it. Files of a folder come before its subfolders, each in name order as a file manager sorts
+// them (the locale's collation, numbers compared as numbers: "track_9" before "track_10").
+// A name that is not valid UTF-8 cannot be held in a path: such a file is listed with U+FFFD in place
+// of its bad bytes (a path that names nothing, so adding it fails visibly); such a folder is skipped.
 void FindFiles(const QString& folder, const QString& mask, bool recurse, bool listFolders, QStringList& list);
 
 // Deletes every file below `folder` (FindFiles with mask "*" and both flags set, each listed path deleted
@@ -36,7 +39,13 @@ bool EnsureFolder(const QString& folder);
 // appending (each handle closed at once; the file is not changed).
 bool IsFileReadWritable(const QString& path);
 
-// True when a regular file (not a folder) exists at the path.
+// True when something (a file, folder, FIFO, device, socket…) exists at the path; links are followed.
+bool PathExists(const QString& path);
+
+// True when a regular file exists at the path (links followed): not a folder, FIFO, device or socket.
+bool IsRegularFile(const QString& path);
+
+// True when a file (not a folder) exists at the path.
 bool FileExists(const QString& path);
 
 // True when a folder exists at the path.

@@ -10,6 +10,8 @@
 #include <QTime>
 #include <ostream>
 
+#include <sys/stat.h>
+
 #include "app/indexing_queue.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
@@ -116,17 +118,26 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_TRUE(queue.AddFile(dir.Path() + QStringLiteral("//Мой концерт.live.mkv")));
     EXPECT_TRUE(messages.shown.isEmpty());
 
+    // A vanished file is kept (with its path shown); what is not a regular file never enters the queue
+    // (a FIFO would hang the worker), nor a name that was not UTF-8 (FindFiles lists it with U+FFFD).
     const QString gone = dir.File(QStringLiteral("gone.ogg"));
     const QString folder = dir.File(QStringLiteral("folder.mp3"));
     QDir().mkpath(folder);
+    const QString fifo = dir.File(QStringLiteral("pipe.wav"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QString lossy =
+        dir.File(QStringLiteral("bad") + QChar(QChar::ReplacementCharacter) + QStringLiteral(".wav"));
     EXPECT_TRUE(queue.AddFile(gone));
-    EXPECT_TRUE(queue.AddFile(folder));
-    EXPECT_EQ((QStringList{gone, folder}), messages.shown);
+    for (const QString& refused : {folder, fifo, lossy}) {
+        EXPECT_FALSE(queue.AddFile(refused));
+    }
+    EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + folder, kNotRegularFileSkipped + fifo,
+                           kNameNotUtf8Skipped + lossy}),
+              messages.shown);
     EXPECT_EQ(QStringLiteral("gone"), queue.At(2).name);
     EXPECT_EQ(0u, queue.At(2).size);
     EXPECT_TRUE(queue.At(2).created.isEmpty());
-    EXPECT_TRUE(queue.At(3).created.isEmpty());
-    EXPECT_TRUE(queue.At(4).path.isEmpty());
+    EXPECT_TRUE(queue.At(3).path.isEmpty());
 }
 
 // Random edits against a plain list of paths, deletions at any position including ones outside the
@@ -208,6 +219,8 @@ TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
     test::RecordingMessages messages;
     const QStringList files = MakeFiles(dir, 3);
     const QString gone = dir.File(QStringLiteral("gone.wav"));
+    const QString fifo = dir.File(QStringLiteral("pipe.wav"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     const QByteArray a = files[0].toUtf8(), b = files[1].toUtf8(), c = files[2].toUtf8();
     const QByteArray unsupported =
         dir.File(QStringLiteral("x.txt")).toUtf8() + "\n" + dir.File(QStringLiteral("X.MP3")).toUtf8() + "\n";
@@ -222,6 +235,7 @@ TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
          (QStringList{files[1], files[0]})},
         {"unsupported and capitals", kBom + unsupported + c + "\n", files.mid(2)},
         {"vanished file stays", gone.toUtf8() + "\n", {gone}},
+        {"FIFO refused", fifo.toUtf8() + "\n" + a, files.mid(0, 1)},
         {"only the BOM", kBom, {}},
     };
     for (const auto& k : cases) {
@@ -233,7 +247,7 @@ TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
         EXPECT_EQ(k.expected, PathsOf(queue));
         EXPECT_EQ(0, queue.CountWithStatus(kStatusError));
     }
-    EXPECT_EQ(QStringList{gone}, messages.shown);
+    EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + fifo}), messages.shown);
 }
 
 }  // namespace

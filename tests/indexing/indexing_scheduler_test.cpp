@@ -10,10 +10,12 @@
 #include <QFileInfo>
 #include <QThread>
 #include <QTimer>
+#include <memory>
 
 #include "app/indexing_queue.h"
 #include "app/indexing_scheduler.h"
 #include "app/settings.h"
+#include "indexing/process_runner.h"
 #include "indexing_test_support.h"
 #include "support/recording_messages.h"
 
@@ -29,7 +31,13 @@ class Job {
 public:
     explicit Job(int slots = 2, int threads = 2)
         : settings{test::RealFfmpeg(), test::RealSox(), box.WorkDir(), box.DbPath(), threads, true},
-          scheduler(queue, box.store, settings, box.dir.File(QStringLiteral("program")), slots) {}
+          owned(NewScheduler(slots)),
+          scheduler(*owned) {}
+
+    std::unique_ptr<IndexingScheduler> NewScheduler(int slots = 2) {
+        return std::make_unique<IndexingScheduler>(queue, box.store, settings,
+                                                   box.dir.File(QStringLiteral("program")), slots);
+    }
 
     // Runs the event loop until `done` holds (two minutes at most).
     bool RunUntil(const std::function<bool()>& done) {
@@ -58,7 +66,8 @@ public:
     test::IndexingSandbox box;
     IndexingQueue queue;
     Settings settings;
-    IndexingScheduler scheduler;
+    std::unique_ptr<IndexingScheduler> owned;
+    IndexingScheduler& scheduler;
 };
 
 QStringList Sorted(QStringList list) {
@@ -81,13 +90,25 @@ TEST(IndexingScheduler, StartChecksComeInOrder) {
     job.settings =
         Settings{nowhere, nowhere, QString(), job.box.dir.File(QStringLiteral("gone.db")), 1, true};
     const QString beside = job.box.dir.File(QStringLiteral("program/ffmpeg"));
+    // Another program holds the work folder first.
+    std::unique_ptr<IndexingScheduler> other;
     const std::pair<std::function<void(Job&)>, Start> steps[] = {
         {[](Job&) {}, Start::NoWorkDir},
-        {[](Job& j) { j.settings.workDir = j.box.WorkDir(); }, Start::NoDatabase},
+        {[&](Job& j) {
+             j.settings.workDir = j.box.WorkDir();
+             other = j.NewScheduler();
+             ASSERT_TRUE(other->LockWorkFolder());
+         },
+         Start::WorkDirBusy},
+        {[&](Job&) { other.reset(); }, Start::NoDatabase},
         {[](Job& j) { j.settings.dbPath = j.box.DbPath(); }, Start::NoFfmpeg},
         {[&](Job& j) {
              j.settings.ffmpegPath.clear();
              WriteFakeTool(QFileInfo(beside).path(), QStringLiteral("ffmpeg"), QStringLiteral("exit 0"));
+         },
+         Start::NoFfprobe},
+        {[&](Job&) {
+             WriteFakeTool(QFileInfo(beside).path(), QStringLiteral("ffprobe"), QStringLiteral("exit 0"));
          },
          Start::NoSox},
         {[](Job& j) { j.settings.soxPath.clear(); }, Start::EmptyQueue},
@@ -96,7 +117,11 @@ TEST(IndexingScheduler, StartChecksComeInOrder) {
         mend(job);
         EXPECT_EQ(job.scheduler.StartExecute(), result);
     }
-    EXPECT_EQ(job.messages.shown.size(), 5);
+    EXPECT_EQ(job.messages.shown.size(), 7);
+    EXPECT_EQ(job.messages.shown[1],
+              QStringLiteral("Рабочий каталог используется другой копией программы: ") + job.box.WorkDir());
+    EXPECT_EQ(job.messages.shown[4],
+              QStringLiteral("Отсутствует утилита FFPROBE! Установите её пожалуйста в каталог FFMPEG!"));
     EXPECT_EQ(job.scheduler.FfmpegPath(), beside);
     EXPECT_EQ(job.scheduler.SoxPath(), test::RealSox());
     EXPECT_FALSE(job.scheduler.IsRunning());
@@ -186,46 +211,137 @@ TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
     }
 }
 
-TEST(IndexingScheduler, StopInTheMiddleMarksOnlyTheFilesInWork) {
-    Job job(2, 1);
-    const QString started = job.box.dir.File(QStringLiteral("started"));
-    // SoX that takes a while, so the stop finds the worker busy, and its insert falls into the stop's wait.
-    job.settings.soxPath =
-        job.FakeSox(QStringLiteral("touch '%1'; sleep 1.2; exec '%2' \"$@\"").arg(started, test::RealSox()));
-    QStringList files;
-    for (int v = 0; v < 3; ++v) {
-        files.append(job.Add(QStringLiteral(".flac"), v));
-    }
-    ASSERT_EQ(job.scheduler.StartExecute(), Start::Started);
-    ASSERT_TRUE(job.RunUntil([&] { return QFileInfo::exists(started); }));
-    job.scheduler.StopExecute();
+// Stop stops whatever the tools are doing: each tool below never ends by itself. Stopping returns at
+// once (the caller's event loop keeps running while the workers end), and then the file in work is
+// "остановлен" with no row (not even the row of a video's track finished before the stop), no tool
+// process is left, the slot folders are gone and the files still waiting stay waiting. The same holds
+// when the job ends by StopAndWait (quiet: no message) or by destroying the scheduler.
+TEST(IndexingScheduler, StopEndsHungToolsAndStoresNothing) {
+    enum class Way { Stop, StopAndWaitQuiet, Destroy };
+    const QString hang = QStringLiteral("trap '' TERM INT; echo $$ > '%1'; sleep 1000 & wait");
+    const struct {
+        const char* name;
+        const char* tool;  // the hung one: "sox", "ffmpeg", "ffprobe", or "sox2" (SoX hangs on track 2)
+        QString extension;
+        Way way;
+    } cases[] = {
+        {"SoX hangs", "sox", QStringLiteral(".flac"), Way::Stop},
+        {"ffmpeg hangs", "ffmpeg", QStringLiteral(".m4a"), Way::StopAndWaitQuiet},
+        {"ffprobe hangs", "ffprobe", QStringLiteral(".mkv"), Way::Destroy},
+        {"SoX hangs on the second track", "sox2", QStringLiteral(".mkv"), Way::Stop},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Job job(2, 1);
+        const QString tools = job.box.dir.File(QStringLiteral("tools"));
+        const QString pidFile = job.box.dir.File(QStringLiteral("pid"));
+        const QString tool = QString::fromLatin1(c.tool);
+        const QString hung = hang.arg(pidFile);
+        if (tool == QLatin1String("sox")) {
+            job.settings.soxPath = job.FakeSox(hung);
+        } else if (tool == QLatin1String("sox2")) {
+            const QString seen = job.box.dir.File(QStringLiteral("seen"));
+            job.settings.soxPath =
+                job.FakeSox(QStringLiteral("if [ -e '%1' ]; then %2; fi; touch '%1'; exec '%3' \"$@\"")
+                                .arg(seen, hung, test::RealSox()));
+        } else {
+            job.settings.ffmpegPath = WriteFakeTool(
+                tools, QStringLiteral("ffmpeg"),
+                tool == QLatin1String("ffmpeg") ? hung
+                                                : QStringLiteral("exec '%1' \"$@\"").arg(test::RealFfmpeg()));
+            WriteFakeTool(tools, QStringLiteral("ffprobe"),
+                          tool == QLatin1String("ffprobe") ? hung : QStringLiteral("exec ffprobe \"$@\""));
+        }
+        const QString file = c.extension == QLatin1String(".mkv")
+                                 ? MediaFixtures::Instance().Video(3)
+                                 : MediaFixtures::Instance().Tone(c.extension, 61);
+        job.queue.AddFile(file);
+        const QString waiting = job.Add(QStringLiteral(".wav"), 1);
+        ASSERT_EQ(job.scheduler.StartExecute(), Start::Started);
+        ASSERT_TRUE(job.RunUntil([&] { return QFileInfo::exists(pidFile); }));
+        const int pid = LinesOf(pidFile).value(0).toInt();
+        ASSERT_GT(pid, 0);
 
-    EXPECT_FALSE(job.scheduler.IsRunning());
-    EXPECT_EQ(job.queue.StatusOf(files[0]), kStatusStopped);
-    EXPECT_EQ(job.scheduler.Errors().size(), 1);
-    // The slot folders are gone with everything in them, data.dat included.
-    EXPECT_TRUE(QDir(job.box.WorkDir()).isEmpty());
-    // The timer is off: nothing more happens over a few of its intervals.
-    QEventLoop idle;
-    QTimer::singleShot(1600, &idle, &QEventLoop::quit);
-    idle.exec();
-    EXPECT_EQ(job.queue.CountWithStatus(QString()), 2);
+        bool finished = false;
+        QObject::connect(&job.scheduler, &IndexingScheduler::jobFinished, [&] { finished = true; });
+        switch (c.way) {
+            case Way::Stop:
+                job.scheduler.StopExecute();
+                EXPECT_TRUE(job.scheduler.IsStopping());
+                EXPECT_FALSE(finished);
+                ASSERT_TRUE(job.RunUntil([&] { return finished; }));
+                break;
+            case Way::StopAndWaitQuiet:
+                job.scheduler.StopAndWait(true);
+                EXPECT_TRUE(finished);
+                break;
+            case Way::Destroy:
+                job.owned.reset();
+                break;
+        }
+        EXPECT_TRUE(test::ProcessGone(pid));
+        EXPECT_EQ(LiveToolCount(), 0);
+        EXPECT_TRUE(test::ReadRows(job.box.DbPath()).empty());
+        EXPECT_EQ(job.queue.StatusOf(waiting), QString());
+        if (c.way == Way::Destroy) {
+            continue;  // no report and no status: the program is going away
+        }
+        EXPECT_FALSE(job.scheduler.IsRunning());
+        EXPECT_FALSE(job.scheduler.IsStopping());
+        EXPECT_EQ(job.queue.StatusOf(file), kStatusStopped);
+        EXPECT_EQ(job.scheduler.Errors(), QStringList{QStringLiteral("Остановлен: ") + file});
+        EXPECT_EQ(job.messages.shown.contains(QStringLiteral("Индексация остановлена!")), c.way == Way::Stop);
+        QStringList left = QDir(job.box.WorkDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+        EXPECT_TRUE(left.isEmpty()) << left.join(u' ').toStdString();
+    }
 }
 
-TEST(IndexingScheduler, EmptyingTheWorkFolderRemovesOnlyTheSlotFolders) {
-    Job job(4, 1);
-    for (const char* name : {"0/data.dat", "3/deep/x.wav", "4/keep.dat", "keep.txt", "01/keep.dat"}) {
-        job.box.dir.Write(QStringLiteral("work/") + QString::fromLatin1(name), "x");
+// One program per work folder, and emptying it touches only what is ours: the slot folders 0 … n − 1
+// (n being the logical processor count however many slots were asked for), and only while we hold the
+// folder's lock. A crashed holder's lock is taken over; the lock follows a changed work folder setting.
+TEST(IndexingScheduler, WorkFolderIsLockedAndOnlyItsSlotFoldersAreEmptied) {
+    Job job(99999999, 99999999);
+    const int slots = LogicalProcessors();
+    ASSERT_EQ(job.scheduler.SlotCount(), slots);
+    const QStringList kept = {QStringLiteral("keep.txt"), QString::number(slots), QStringLiteral("01")};
+    const auto fill = [&] {
+        for (int n = 0; n <= slots; ++n) {
+            job.box.dir.Write(QStringLiteral("work/%1/deep/data.dat").arg(n), "x");
+        }
+        job.box.dir.Write(QStringLiteral("work/keep.txt"), "x");
+        job.box.dir.Write(QStringLiteral("work/01/data.dat"), "x");
+    };
+    const auto left = [&] {
+        return Sorted(QDir(job.box.WorkDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot));
+    };
+    fill();
+    const QStringList everything = left();
+    {
+        auto other = job.NewScheduler();
+        ASSERT_TRUE(other->LockWorkFolder());
+        job.scheduler.ClearWorkDirectoryExecute();
+        EXPECT_EQ(left(), everything);
+        EXPECT_FALSE(job.scheduler.HoldsWorkFolder());
     }
     job.scheduler.ClearWorkDirectoryExecute();
-    QStringList left;
-    QDirIterator it(job.box.WorkDir(), QDir::AllEntries | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        left.append(it.next().mid(job.box.WorkDir().size() + 1));
-    }
-    EXPECT_EQ(Sorted(left),
-              Sorted({QStringLiteral("4"), QStringLiteral("4/keep.dat"), QStringLiteral("keep.txt"),
-                      QStringLiteral("01"), QStringLiteral("01/keep.dat")}));
+    EXPECT_TRUE(job.scheduler.HoldsWorkFolder());
+    EXPECT_EQ(left(), Sorted(kept));
+
+    // A lock left by a holder that is gone (its process id names no process).
+    job.scheduler.UnlockWorkFolder();
+    job.box.dir.Write(QStringLiteral("work/.tembrix-work.lock"), "2147483646\ntembrix\n\n");
+    EXPECT_TRUE(job.scheduler.LockWorkFolder());
+
+    // The setting moves: the lock goes with it and the old folder is free for another.
+    job.settings.workDir = job.box.dir.File(QStringLiteral("other-work"));
+    QDir().mkpath(job.settings.workDir);
+    ASSERT_TRUE(job.scheduler.LockWorkFolder());
+    EXPECT_EQ(job.scheduler.WorkFolder(), job.settings.workDir);
+    Settings old = job.settings;
+    old.workDir = job.box.WorkDir();
+    IndexingScheduler oldFolder(job.queue, job.box.store, old, QString(), 1);
+    EXPECT_TRUE(oldFolder.LockWorkFolder());
+    EXPECT_FALSE(job.NewScheduler()->LockWorkFolder());
 }
 
 }  // namespace

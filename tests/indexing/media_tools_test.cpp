@@ -3,11 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QScopeGuard>
 #include <QThread>
+#include <csignal>
+#include <memory>
 
 #include "indexing/media_tools.h"
 #include "indexing/process_runner.h"
@@ -36,9 +37,8 @@ TEST(MediaTools, ArgumentListsAreExact) {
     const QString writeLast = QStringLiteral("for last; do :; done; echo x > \"$last\"");
     const QString sox = WriteFakeTool(tools, QStringLiteral("sox"), record + writeLast);
     const QString ffmpeg = WriteFakeTool(tools, QStringLiteral("ffmpeg"), record + writeLast);
-    // Every line ffprobe prints counts as a track, warnings included; its standard error goes to errfile.rp.
-    WriteFakeTool(tools, QStringLiteral("ffprobe"),
-                  record + QStringLiteral("echo 1; echo warning; echo noise >&2"));
+    // Every line ffprobe prints on its standard output counts as a track, warnings included.
+    WriteFakeTool(tools, QStringLiteral("ffprobe"), record + QStringLiteral("echo 1; echo warning"));
     const QString in = dir.File(QStringLiteral("-вход с пробелом \"1\".mkv"));
     const QString dat = dir.File(QStringLiteral("data.dat"));
     const QString wav = dir.File(QStringLiteral("data.wav"));
@@ -46,7 +46,6 @@ TEST(MediaTools, ArgumentListsAreExact) {
     ASSERT_TRUE(ExtractAudioTrack(ffmpeg, in, wav, 2, dir.Path()));
     ASSERT_TRUE(ExtractAudioTrack(ffmpeg, in, wav, 10, dir.Path()));
     EXPECT_EQ(CountAudioTracks(ffmpeg, in, dir.Path()), 2);
-    EXPECT_EQ(ReadText(dir.File(QStringLiteral("errfile.rp"))), QStringLiteral("noise\n"));
     EXPECT_EQ(
         ReadText(dir.File(QStringLiteral("calls.txt"))),
         QStringLiteral("%1\n--bits\n16\n--channels\n1\n--encoding\nsigned-integer\n--rate\n48000\n"
@@ -130,7 +129,7 @@ TEST(ProcessRunner, ChildGetsItsArgumentsFolderEnvironmentAndOwnProcessGroup) {
                               QStringLiteral("$HOME `id` ; | & * ?"),
                               QStringLiteral("back\\slash'apostrophe"),
                               QString()};
-    ASSERT_TRUE(RunAndWait(tool, args, work, {QStringLiteral("SOX_OPTS=-R")}));
+    ASSERT_TRUE(RunAndWait(tool, args, work, {QStringLiteral("SOX_OPTS=-R")}).Succeeded());
     const auto text = [&](const char* name) { return ReadText(work + u'/' + QLatin1String(name)); };
     EXPECT_EQ(text("args.txt"), args.join(u'\n') + u'\n');
     EXPECT_EQ(text("where.txt").trimmed(), work);
@@ -141,14 +140,26 @@ TEST(ProcessRunner, ChildGetsItsArgumentsFolderEnvironmentAndOwnProcessGroup) {
     EXPECT_EQ(text("end.txt"), QStringLiteral("done\n"));
 }
 
-TEST(ProcessRunner, ReportsOnlyWhetherTheProgramStarted) {
+// The run tells how the tool ended: a tool that fails or crashes must never pass for one that worked.
+TEST(ProcessRunner, ReportsHowTheToolEnded) {
     TempDir dir;
-    const QString absent = dir.File(QStringLiteral("no-such-tool"));
-    EXPECT_FALSE(RunAndWait(absent, {}, dir.Path()));
-    EXPECT_FALSE(RunDetached(absent, {}, dir.Path()));
-    // A tool that fails or crashes was still started: its exit is never judged.
-    for (const QString& body : {QStringLiteral("exit 3"), QStringLiteral("kill -SEGV $$")}) {
-        EXPECT_TRUE(RunAndWait(WriteFakeTool(dir.Path(), QStringLiteral("t"), body), {}, dir.Path()));
+    using End = ToolRun::End;
+    const struct {
+        const char* body;  // nullptr: no such program
+        End end;
+        int code;
+    } cases[] = {{nullptr, End::NotStarted, -1},
+                 {"exit 0", End::Exited, 0},
+                 {"exit 3", End::Exited, 3},
+                 {"kill -SEGV $$", End::Signalled, SIGSEGV}};
+    for (const auto& c : cases) {
+        const QString tool = c.body == nullptr
+                                 ? dir.File(QStringLiteral("absent"))
+                                 : WriteFakeTool(dir.Path(), QStringLiteral("t"), QString::fromUtf8(c.body));
+        const ToolRun run = RunAndWait(tool, {}, dir.Path());
+        EXPECT_EQ(run.end, c.end) << (c.body ? c.body : "absent");
+        EXPECT_EQ(run.code, c.code) << (c.body ? c.body : "absent");
+        EXPECT_EQ(run.Succeeded(), c.end == End::Exited && c.code == 0);
     }
 }
 
@@ -159,37 +170,58 @@ TEST(ProcessRunner, RedirectionReplacesOldOutputAndReadsTheInputFile) {
     const QString out = dir.Write(QStringLiteral("out.rp"), "stale output from an earlier run\n");
     const QString err = dir.Write(QStringLiteral("err.rp"), "stale error\n");
     const QString in = dir.Write(QStringLiteral("in.txt"), "line one\nстрока два\n");
-    ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("ошибка")}, dir.Path(), in, out, err));
+    ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("ошибка")}, dir.Path(), in, out, err).Succeeded());
     EXPECT_EQ(ReadText(out), QStringLiteral("line one\nстрока два\n"));
     EXPECT_EQ(ReadText(err), QStringLiteral("ошибка\n"));
     // No input file name: the child reads nothing (the tool commands rely on it); a missing input file
     // is made empty.
     const QString missing = dir.File(QStringLiteral("missing-input.txt"));
     for (const QString& input : {QString(), missing}) {
-        ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("x")}, dir.Path(), input, out, QString()));
+        ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("x")}, dir.Path(), input, out, QString()).Started());
         EXPECT_EQ(ReadText(out), QString());
     }
     EXPECT_TRUE(QFile::exists(missing));
     // A tool that cannot start leaves no stale output behind either (at most an empty file).
     dir.Write(QStringLiteral("out.rp"), "stale\n");
-    EXPECT_FALSE(RunRedirected(dir.File(QStringLiteral("absent")), {}, dir.Path(), {}, out, err));
+    EXPECT_FALSE(RunRedirected(dir.File(QStringLiteral("absent")), {}, dir.Path(), {}, out, err).Started());
     EXPECT_TRUE(!QFile::exists(out) || ReadText(out).isEmpty());
 }
 
-TEST(ProcessRunner, DetachedReturnsBeforeTheToolEnds) {
-    TempDir dir;
-    // The tool waits for a file that only appears after RunDetached has returned.
-    const QString tool =
-        WriteFakeTool(dir.Path(), QStringLiteral("waits"),
-                      QStringLiteral("while [ ! -e gate ]; do sleep 0.02; done; echo \"$1\" > detached.txt"));
-    ASSERT_TRUE(RunDetached(tool, {QStringLiteral("a b")}, dir.Path()));
-    QFile(dir.File(QStringLiteral("gate"))).open(QIODevice::WriteOnly);
-    const QString result = dir.File(QStringLiteral("detached.txt"));
-    QDeadlineTimer deadline(30000);
-    while (ReadText(result) != QStringLiteral("a b\n") && !deadline.hasExpired()) {
-        QThread::msleep(10);
+// No tool outlives its run. A stop request must kill a tool that never ends on its own (one that ignores
+// SIGTERM and SIGINT, with a child of its own), and a tool that ends normally must not leave a child
+// running behind it. Each fake writes its own pid and its child's.
+TEST(ProcessRunner, NoToolOrChildOutlivesItsRun) {
+    const struct {
+        const char* name;
+        const char* body;
+        bool stop;
+        ToolRun::End end;
+    } cases[] = {
+        {"hung tool, stopped", "trap '' TERM INT; sleep 1000 & echo $! > child; echo $$ > pid; wait", true,
+         ToolRun::End::Stopped},
+        {"ends, child left behind", "sleep 1000 & echo $! > child; echo $$ > pid; exit 0", false,
+         ToolRun::End::Exited},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        const QString tool = WriteFakeTool(dir.Path(), QStringLiteral("t"), QString::fromUtf8(c.body));
+        ToolRun run;
+        std::unique_ptr<QThread> thread(QThread::create([&] { run = RunAndWait(tool, {}, dir.Path()); }));
+        thread->start();
+        if (c.stop) {
+            ASSERT_TRUE(test::WaitForFile(dir.File(QStringLiteral("pid"))));
+            thread->requestInterruption();
+        }
+        thread->wait();
+        EXPECT_EQ(run.end, c.end);
+        for (const char* file : {"pid", "child"}) {
+            const pid_t pid = ReadText(dir.File(QString::fromLatin1(file))).trimmed().toInt();
+            ASSERT_GT(pid, 0) << file;
+            EXPECT_TRUE(test::ProcessGone(pid)) << file;
+        }
+        EXPECT_EQ(LiveToolCount(), 0);
     }
-    EXPECT_EQ(ReadText(result), QStringLiteral("a b\n"));
 }
 
 // Replaces PATH until the end of the scope.

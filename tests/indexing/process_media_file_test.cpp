@@ -9,6 +9,9 @@
 #include <QDirIterator>
 #include <QFileInfo>
 
+#include <sys/stat.h>
+
+#include "indexing/digests.h"
 #include "indexing/process_media_file.h"
 #include "indexing_test_support.h"
 #include "util/text_utils.h"
@@ -28,6 +31,11 @@ const QString kTaggedInfo = QStringLiteral(
 const QString kTooShort = QStringLiteral("Очень маленький размер аудио данных!");
 const QString kConversionError = QStringLiteral("Ошибка конвертирования в DAT формат!");
 const QString kExtractionError = QStringLiteral("Ошибка извлечения аудио данных из видео!");
+// Fake SoX bodies that write 62 s of raw audio, then fail in two ways.
+const char kLongRawThenFail[] =
+    "for l; do :; done; head -c 5952000 /dev/zero > \"$l\"\n"
+    "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2";
+const char kLongRawThenExit2[] = "for l; do :; done; head -c 5952000 /dev/zero > \"$l\"; exit 2";
 
 // Runs one worker on its own thread and waits for it (delivering its calls onto this thread).
 QString Index(IndexingSandbox& box, const QString& path, const WorkerSetup& setup, int workerNumber = 0) {
@@ -148,6 +156,12 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     const QString wav = media.Tone(QStringLiteral(".wav"), 61);
     const QString m4a = media.Tone(QStringLiteral(".m4a"), 61);
     const QString mkv = media.Video(3);
+    test::TempDir scratch;
+    QByteArray noise(200000, '\0');
+    for (qsizetype i = 0; i < noise.size(); ++i) {
+        noise[i] = static_cast<char>((i * 7919) % 251);
+    }
+    const QString damaged = scratch.Write(QStringLiteral("damaged.mkv"), noise);
     const struct {
         const char* name;
         const char* sox;      // fake SoX body, nullptr for the real one, "-" for none at all
@@ -160,6 +174,9 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
         {"no sox", "-", nullptr, nullptr, wav, kConversionError, 0},
         {"sox writes nothing", "exit 0", nullptr, nullptr, wav, kConversionError, 0},
         {"sox crashes", "kill -SEGV $$", nullptr, nullptr, wav, kConversionError, 0},
+        // A full disk: SoX reports the failure and still exits 0, leaving a file long enough to pass.
+        {"sox reports FAIL, exits 0", kLongRawThenFail, nullptr, nullptr, wav, kConversionError, 0},
+        {"sox exits non-zero after writing", kLongRawThenExit2, nullptr, nullptr, wav, kConversionError, 0},
         // One byte under 60 s, from SoX directly and after ffmpeg.
         {"sox writes a short file", "for l; do :; done; head -c 5759999 /dev/zero > \"$l\"", nullptr, nullptr,
          wav, kTooShort, 0},
@@ -167,11 +184,18 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
          kTooShort, 0},
         {"no ffmpeg", nullptr, "-", nullptr, m4a, kExtractionError, 0},
         {"ffmpeg writes nothing", nullptr, "exit 0", nullptr, m4a, kExtractionError, 0},
+        {"ffmpeg exits non-zero after writing", nullptr, "ffmpeg \"$@\"; exit 1", nullptr, m4a,
+         kExtractionError, 0},
         {"sox fails after ffmpeg", "exit 1", nullptr, nullptr, m4a, kConversionError, 0},
-        // A video without audio, or without ffprobe to count its tracks, ends with no row and no message.
+        // Only a readable container without audio is a success without a row; a container ffprobe cannot
+        // read, or no ffprobe to read it, is an extraction failure.
         {"video without audio", nullptr, nullptr, nullptr, media.Video(0), QString(), 0},
-        {"no ffprobe", nullptr, "exit 0", "-", mkv, QString(), 0},
-        // A stray line counts as a track; the fourth extraction fails after three rows were stored.
+        {"damaged container", nullptr, nullptr, nullptr, damaged, kExtractionError, 0},
+        {"no ffprobe", nullptr, "exit 0", "-", mkv, kExtractionError, 0},
+        {"ffprobe exits non-zero", nullptr, "exit 0", "echo 0; exit 1", mkv, kExtractionError, 0},
+        {"ffprobe reports an error", nullptr, "exit 0", "echo 0; echo 'moov atom not found' >&2", mkv,
+         kExtractionError, 0},
+        // A stray line counts as a track; the fourth extraction fails and the three rows before it stay.
         {"ffprobe stray line", nullptr, "real", "printf '1\\n2\\n3\\nstray\\n'", mkv, kExtractionError, 3},
     };
     for (const auto& c : cases) {
@@ -221,6 +245,15 @@ TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
               QStringLiteral("Ошибка копирования исходного файла в рабочий каталог!"));
     setup.copyToWorkDir = false;
     EXPECT_EQ(Index(box, missing, setup), QStringLiteral("Ошибка чтения исходного файла!"));
+    // A FIFO with a media name would block the digest step for ever: it is refused, copied or not, and
+    // the digests refuse it too should it take a regular file's place after the check.
+    const QString fifo = box.dir.File(QStringLiteral("pipe.wav"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const bool copy : {true, false}) {
+        setup.copyToWorkDir = copy;
+        EXPECT_EQ(Index(box, fifo, setup), kStatusNotRegular);
+    }
+    EXPECT_FALSE(DigestFile(fifo).ok);
     // Only one level is created: a work folder that does not exist cannot hold the subfolder.
     const QString file = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61);
     setup = box.RealSetup();

@@ -1,13 +1,16 @@
 #include "support/media_fixtures.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QThread>
 #include <algorithm>
+#include <csignal>
 
 namespace tembrix::test {
 
@@ -199,6 +202,34 @@ std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob) {
         values[k] = static_cast<uint16_t>(bytes[2 * k] | (bytes[2 * k + 1] << 8));
     }
     return values;
+}
+
+bool WaitForFile(const QString& path) {
+    QDeadlineTimer deadline(60000);
+    while (!QFileInfo::exists(path) && !deadline.hasExpired()) {
+        QThread::msleep(5);
+    }
+    return QFileInfo::exists(path);
+}
+
+bool ProcessGone(int pid) {
+    const auto gone = [pid] {
+        if (::kill(pid, 0) != 0) {
+            return true;
+        }
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly)) {
+            return true;
+        }
+        const QByteArray text = stat.readAll();
+        const qsizetype close = text.lastIndexOf(')');
+        return close >= 0 && text.mid(close + 2, 1) == "Z";
+    };
+    QDeadlineTimer deadline(5000);
+    while (!gone() && !deadline.hasExpired()) {
+        QThread::msleep(5);
+    }
+    return gone();
 }
 
 }  // namespace tembrix::test

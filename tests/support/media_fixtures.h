@@ -46,6 +46,13 @@ QString ProgramDir();
 // the "#!/bin/sh" line, and returns its path.
 QString WriteFakeTool(const QString& folder, const QString& name, const QString& body);
 
+// Waits (up to a minute) until `path` exists; false if it never did.
+bool WaitForFile(const QString& path);
+
+// True when process `pid` has ended: it no longer exists, or it is a zombie waiting to be reaped by
+// whoever inherited it. Waits up to a few seconds for a killed process to go.
+bool ProcessGone(int pid);
+
 // The envelope of `file` (of its audio track `track` when not -1, which ffmpeg writes to a WAV file
 // first, as the worker has it done) as an independent reference: the real SoX converts it as the worker
 // does, in its repeatable mode, and ReduceSamples reduces the raw output. Empty on failure.
