@@ -74,14 +74,6 @@ QString ToolPath(const QString& path) {
     return QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
 }
 
-// Releases the work folder's lock at the end of the job, for schedulers that hold one.
-template <typename Scheduler>
-void ReleaseWorkFolder(Scheduler& scheduler) {
-    if constexpr (requires { scheduler.UnlockWorkFolder(); }) {
-        scheduler.UnlockWorkFolder();
-    }
-}
-
 // Refuses a path that exists but is not a regular file (a FIFO, device, socket or folder): reading one
 // could block for ever or never end. `shownAs` is how the user gave it.
 bool RefuseIfNotRegular(const QFileInfo& info, const QString& shownAs, int& refused) {
@@ -284,7 +276,7 @@ int CmdIndex(const QStringList& args) {
     clearProgress();
     // Every worker has ended: the slot folders of the job go, and nothing else in the work folder.
     scheduler.ClearWorkDirectoryExecute();
-    ReleaseWorkFolder(scheduler);
+    scheduler.UnlockWorkFolder();
 
     for (const QString& line : QueueCounterTexts(queue)) {
         Out(line);

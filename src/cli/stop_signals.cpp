@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <csignal>
 
+#include "indexing/process_runner.h"
+
 namespace tembrix::cli {
 
 namespace {
@@ -17,17 +19,10 @@ volatile sig_atomic_t g_signalsSeen = 0;
 struct sigaction g_oldInt = {};
 struct sigaction g_oldTerm = {};
 
-// Ends the process group of every tool still running. Called from the signal handler, so it may only
-// use async-signal-safe calls.
-void EndLiveTools() {
-    // Not yet: the tool runner keeps no registry of the process groups it starts. Until it does, a tool
-    // that ignores its pipe's end may outlive a second signal; its registry's kill goes here.
-}
-
 void OnStopSignal(int signal) {
     const int savedErrno = errno;
     if (g_signalsSeen != 0) {
-        EndLiveTools();
+        KillAllTools();  // async-signal-safe: no tool outlives the program
         struct sigaction fallback = {};
         fallback.sa_handler = SIG_DFL;
         sigemptyset(&fallback.sa_mask);
