@@ -136,10 +136,12 @@ bool IndexingQueue::AddFile(const QString& path) {
     entry.type = type;
     const FileFacts facts = Examine(path);
     if (facts.exists && !facts.regular) {
+        ++m_refused;
         Messages().ShowMessage(kNotRegularFileSkipped + path);
         return false;
     }
     if (!facts.exists && path.contains(QChar::ReplacementCharacter)) {
+        ++m_refused;
         Messages().ShowMessage(kNameNotUtf8Skipped + path);
         return false;
     }

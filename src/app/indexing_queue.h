@@ -57,6 +57,8 @@ public:
     // path. Reads its size and modification time; when the file is gone the full path is shown in a
     // message box and the entry is kept with an empty date. True when an entry was appended.
     bool AddFile(const QString& path);
+    // How many files AddFile has refused with one of those two messages since the queue was made.
+    int Refused() const { return m_refused; }
     // True when an entry has exactly this path.
     bool Contains(const QString& path) const;
     // The type word for the path's file-name extension, or "".
@@ -106,6 +108,7 @@ private:
     // the hash is then rebuilt at the next look-up rather than at every deletion).
     mutable QHash<QString, qsizetype> m_positions;
     mutable bool m_indexValid = true;
+    int m_refused = 0;
 };
 
 }  // namespace tembrix

@@ -74,30 +74,13 @@ QString ToolPath(const QString& path) {
     return QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
 }
 
-// Refuses a path that exists but is not a regular file (a FIFO, device, socket or folder): reading one
-// could block for ever or never end. `shownAs` is how the user gave it.
-bool RefuseIfNotRegular(const QFileInfo& info, const QString& shownAs, int& refused) {
-    if (info.isFile()) {
-        return false;
-    }
-    Err(QStringLiteral("Skipped, not a regular file: ") + shownAs);
-    ++refused;
-    return true;
-}
-
 // Queues one command-line path. False (after a message) when it does not exist or cannot be read: the
-// job does not start. A path that names something that cannot be indexed is refused with a message and
-// counted in `refused`; the job goes on with the rest.
+// job does not start. What the queue refuses (anything but a regular file, a name that is not UTF-8) it
+// names itself, and the job goes on with the rest; `refused` counts those, from lists too.
 bool QueuePath(IndexingQueue& queue, const QString& argument, int& refused) {
     const QFileInfo info(argument);
-    if (!info.exists()) {
-        if (argument.contains(QChar::ReplacementCharacter)) {
-            // The name came as bytes that are not UTF-8 and were replaced in decoding, so no file can
-            // be opened by it: say so rather than that the file is missing.
-            Err(QStringLiteral("Skipped, the name is not valid UTF-8: ") + argument);
-            ++refused;
-            return true;
-        }
+    // A name that came as bytes that are not UTF-8 holds U+FFFD and names nothing: the queue says so.
+    if (!info.exists() && !argument.contains(QChar::ReplacementCharacter)) {
         Err(QStringLiteral("Не найден файл: ") + argument);
         return false;
     }
@@ -114,25 +97,20 @@ bool QueuePath(IndexingQueue& queue, const QString& argument, int& refused) {
         }
         return true;
     }
-    if (RefuseIfNotRegular(info, argument, refused)) {
-        return true;
-    }
-    if (path.endsWith(QLatin1String(".list"))) {
+    if (info.isFile() && path.endsWith(QLatin1String(".list"))) {
         IndexingQueue list;
         if (!list.Open(path)) {
             Err(QStringLiteral("Cannot read the list file: ") + argument);
             return false;
         }
+        refused += list.Refused();
         for (qsizetype i = 0; i < list.Count(); ++i) {
-            const QString& listed = list.At(i).path;
-            const QFileInfo listedInfo(listed);
-            if (!listedInfo.exists() || !RefuseIfNotRegular(listedInfo, listed, refused)) {
-                queue.AddFile(listed);
-            }
+            queue.AddFile(list.At(i).path);
         }
         return true;
     }
-    if (!queue.AddFile(path) && !queue.Contains(path)) {
+    const int refusedBefore = queue.Refused();
+    if (!queue.AddFile(path) && !queue.Contains(path) && queue.Refused() == refusedBefore) {
         Err(QStringLiteral("Skipped, not a media file extension: ") + argument);
     }
     return true;
@@ -249,6 +227,7 @@ int CmdIndex(const QStringList& args) {
     // queue; a refusal has printed its reason and left the folder as it was, and what was made for it
     // goes again.
     if (scheduler.StartExecute() != IndexingScheduler::StartResult::Started) {
+        scheduler.UnlockWorkFolder();
         for (const QString& folder : madeFolders) {
             QDir().rmdir(folder);
         }
@@ -281,8 +260,8 @@ int CmdIndex(const QStringList& args) {
     for (const QString& line : QueueCounterTexts(queue)) {
         Out(line);
     }
-    const bool someFailed =
-        refused > 0 || !scheduler.Errors().isEmpty() || queue.CountWithStatus(QString()) > 0;
+    const bool someFailed = refused + queue.Refused() > 0 || !scheduler.Errors().isEmpty() ||
+                            queue.CountWithStatus(QString()) > 0;
     return stopSignals.StopRequested() || someFailed ? kExitPartial : kExitOk;
 }
 

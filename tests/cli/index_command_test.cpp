@@ -19,6 +19,7 @@
 #include <QProcess>
 #include <QThread>
 
+#include "app/indexing_queue.h"
 #include "database/index_store.h"
 #include "database/sqlite.h"
 #include "support/cli_runner.h"
@@ -182,10 +183,9 @@ TEST_F(CliIndexTest, RefusedPathsAreNamedAndTheJobGoesOnWithTheRest) {
         QByteArray shellWord;
         QString says;
     } refusals[] = {
-        {"pipe.wav", QStringLiteral("Skipped, not a regular file: pipe.wav")},
-        {"fifo.list", QStringLiteral("Skipped, not a regular file: ") + listedFifo},
-        {"\"$(printf 'bad\\377.wav')\"",
-         QStringLiteral("Skipped, the name is not valid UTF-8: bad\uFFFD.wav")},
+        {"pipe.wav", kNotRegularFileSkipped + fifo},
+        {"fifo.list", kNotRegularFileSkipped + listedFifo},
+        {"\"$(printf 'bad\\377.wav')\"", kNameNotUtf8Skipped + dir.File(QStringLiteral("bad\uFFFD.wav"))},
     };
     // Through a shell, so that the name that is not UTF-8 arrives as the bytes it is.
     QByteArray script = "exec \"$0\" index --db \"$1\" --threads 99999999 --work-dir \"$2\" a.wav";
