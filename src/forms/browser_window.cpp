@@ -229,11 +229,18 @@ bool TForm9::eventFilter(QObject* watched, QEvent* event) {
 void TForm9::FormShow() {
     m_names.clear();
     m_ids.clear();
-    m_store.ListTracks(m_names, m_ids);
+    const QString database = m_store.IsConnected() ? m_store.DatabasePath() : QString();
+    if (!database.isEmpty()) {
+        m_store.ListTracks(m_names, m_ids);
+    }
     // The two lists stay parallel even when the store stopped half-way.
     const qsizetype rows = std::min(m_names.size(), m_ids.size());
     m_names.resize(rows);
     m_ids.resize(rows);
+    if (rows == 0 || database != m_listedDatabase) {
+        ClearDetails();
+    }
+    m_listedDatabase = database;
     m_filling = true;
     m_listModel->setStringList(m_names);
     m_groupBox1->setTitle(QStringLiteral("Список записей: %1").arg(rows));
@@ -244,6 +251,17 @@ void TForm9::FormShow() {
     if (rows >= 1) {
         ListBox1Click();
     }
+}
+
+void TForm9::ClearDetails() {
+    m_values->setRowCount(0);
+    m_memo1->clear();
+    m_envelope.clear();
+    m_envelopeCount = 0;
+    m_series1->clear();
+    const QSignalBlocker quiet(m_trackBar1);
+    m_trackBar1->setRange(0, 0);
+    m_trackBar1->setValue(0);
 }
 
 void TForm9::SelectRow(int row) {

@@ -149,6 +149,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     ApplyProgramStyle(app, QApplication::applicationDirPath());
+    LoadQtTranslations(app);
 
     // The demo program folder: the real content beside this tool, the rest made up.
     QTemporaryDir temp;
