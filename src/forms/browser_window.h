@@ -52,6 +52,8 @@ public:
     // on screen. Runs at each show; the main window runs it again when the browser is shown while open
     // and when the database is switched.
     void FormShow();
+    // Puts the SHA2 value on two lines when its column is too narrow for it (the tool tip holds it whole).
+    void FitLongValues();
     // Empties the fields, the tag text and the graph.
     void ClearDetails();
     // Shows the selected record: its fields, its tag text, and its envelope from the start.

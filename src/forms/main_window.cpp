@@ -30,6 +30,7 @@
 #include "forms/queue_model.h"
 #include "forms/report_window.h"
 #include "forms/settings_dialog.h"
+#include "forms/wrapped_text_fit.h"
 #include "indexing/logs.h"
 #include "util/file_utils.h"
 #include "util/path_utils.h"
@@ -104,6 +105,8 @@ TForm1::TForm1(TDataModule1& store, const QString& executablePath, int slotCount
     BuildMenus();
     BuildStatusBar();
     ConnectScheduler();
+    FitMinimumSize();
+    resize(std::max(1280, minimumWidth()), std::max(700, minimumHeight()));
 
     m_form2 = new TForm2(m_settings, m_files.iniPath, m_files.programDir, LogicalProcessors(), this);
     m_form3 = new TForm3(m_files.programDir, this);
@@ -153,7 +156,7 @@ void TForm1::BuildBody() {
         metrics.horizontalAdvance(QStringLiteral("100000")) + 14,
         metrics.horizontalAdvance(kStatusAlreadyIndexed) + 16,
         0,
-        metrics.horizontalAdvance(QStringLiteral("Имя файла средней длины")) + 14,
+        metrics.horizontalAdvance(QStringLiteral("Имя файла средней")) + 14,
         metrics.horizontalAdvance(QStringLiteral("видео")) + 16,
         metrics.horizontalAdvance(QStringLiteral("10000000000")) + 16,
         metrics.horizontalAdvance(QStringLiteral("30.12.2024 23:59:59")) + 18,
@@ -214,6 +217,7 @@ void TForm1::BuildBody() {
     infoLayout->addWidget(keys);
     infoLayout->addStretch(1);
     info->setFixedWidth(310);
+    m_info = info;
 
     m_bitBtn1 = new QPushButton(QStringLiteral("Добавить файлы"), central);
     m_bitBtn2 = new QPushButton(QStringLiteral("Добавить каталог"), central);
@@ -228,6 +232,18 @@ void TForm1::BuildBody() {
     connect(m_bitBtn4, &QPushButton::clicked, this, &TForm1::BitBtn4Click);
     connect(m_bitBtn5, &QPushButton::clicked, this, &QWidget::close);
 
+    // The job's progress between the buttons, just over the status panels, its text in the bar.
+    m_progress = new QProgressBar(central);
+    m_progress->setObjectName(QStringLiteral("JobProgress"));
+    m_progress->setRange(0, 1000);
+    m_progress->setValue(0);
+    m_progress->setTextVisible(true);
+    m_progress->setAlignment(Qt::AlignCenter);
+    m_progress->setFormat(QString());
+    m_progress->setMinimumWidth(m_progress->fontMetrics().horizontalAdvance(QStringLiteral(
+                                    "Файлы: 9999 из 9999, 999,99 ГБ из 999,99 ГБ, осталось ~99:59:59")) +
+                                16);
+
     auto* top = new QHBoxLayout;
     top->addWidget(queueGroup, 1);
     top->addWidget(info);
@@ -235,14 +251,34 @@ void TForm1::BuildBody() {
     buttons->addWidget(m_bitBtn1);
     buttons->addWidget(m_bitBtn2);
     buttons->addWidget(m_bitBtn3);
-    buttons->addStretch(1);
+    buttons->addWidget(m_progress, 1);
     buttons->addWidget(m_bitBtn4);
     buttons->addWidget(m_bitBtn5);
     auto* layout = new QVBoxLayout(central);
     layout->addLayout(top, 1);
     layout->addLayout(buttons);
     setCentralWidget(central);
-    resize(1200, 640);
+}
+
+void TForm1::FitMinimumSize() {
+    // The instruction text, the help video and the keys, whole.
+    ensurePolished();
+    ClaimWrappedHeight(m_info);
+    // The status bar's panels side by side, each whole.
+    int statusWidth = 0;
+    for (QLabel* panel : m_panels) {
+        statusWidth += panel->minimumWidth();
+    }
+    statusWidth += 7 * 12;  // the gaps between them and the bar's margins
+    // The path column keeps about 130 pixels at the minimum width and gets 250 at the default one.
+    const QSize fitted = layout()->minimumSize().expandedTo(QSize(std::max(1150, statusWidth), 620));
+    setMinimumSize(fitted);
+}
+
+void TForm1::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    // Fonts and margins are final once the style sheet has been applied.
+    FitMinimumSize();
 }
 
 void TForm1::BuildMenus() {
@@ -341,18 +377,12 @@ void TForm1::BuildStatusBar() {
         m_panels[panel]->setObjectName(QStringLiteral("StatusPanel%1").arg(panel));
         bar->addWidget(m_panels[panel]);
     }
-    // The job's progress beside the panels, its text in the bar.
-    m_progress = new QProgressBar(bar);
-    m_progress->setObjectName(QStringLiteral("JobProgress"));
-    m_progress->setRange(0, 1000);
-    m_progress->setValue(0);
-    m_progress->setTextVisible(true);
-    m_progress->setAlignment(Qt::AlignCenter);
-    m_progress->setFormat(QString());
-    m_progress->setMinimumWidth(m_progress->fontMetrics().horizontalAdvance(
-                                    QStringLiteral("Файлы: 9999 из 9999, 999,99 ГБ из 999,99 ГБ")) +
-                                16);
-    bar->addWidget(m_progress, 1);
+    // Each panel keeps room for a four-digit count, so none is cut at the window's minimum width.
+    const QStringList widest = QueueCounterTexts(IndexingQueue());
+    for (int panel = 0; panel < 6; ++panel) {
+        const QString text = widest[panel].section(u':', 0, 0) + QStringLiteral(": 9999");
+        m_panels[panel]->setMinimumWidth(m_panels[panel]->fontMetrics().horizontalAdvance(text) + 8);
+    }
 }
 
 void TForm1::ConnectScheduler() {

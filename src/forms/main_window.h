@@ -162,6 +162,7 @@ Q_SIGNALS:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     // The grid's Delete key deletes the selected file, as "Удалить файл" does.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -170,6 +171,9 @@ private:
     void BuildBody();
     void BuildStatusBar();
     void ConnectScheduler();
+    // The minimum size at which every text is whole: the instruction text, the keys, the status panels
+    // and the progress.
+    void FitMinimumSize();
     void OnRunningChanged(bool running);
     // Shows the job's progress now (also after it ended: the last reading stays).
     void ShowProgress();
@@ -204,6 +208,7 @@ private:
     QMenu* m_popup = nullptr;
     QLabel* m_panels[6] = {};
     QProgressBar* m_progress = nullptr;
+    QWidget* m_info = nullptr;  // the information panel beside the grid
     JobProgress m_jobProgress;
     QElapsedTimer m_jobClock;
     bool m_followWork = true;        // the grid follows the files in work
