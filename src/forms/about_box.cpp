@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QCursor>
-#include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QEvent>
 #include <QFileInfo>
@@ -17,6 +16,7 @@
 #include <QVBoxLayout>
 #include <cmath>
 
+#include "forms/shell_open.h"
 #include "forms/web_links.h"
 
 namespace tembrix {
@@ -159,7 +159,7 @@ void TAboutBox::ShowImage(int index) {
 }
 
 void TAboutBox::CommentsClick() {
-    QDesktopServices::openUrl(QUrl(links::kMakerSite));
+    ShellOpen(QUrl(links::kMakerSite));
 }
 
 void TAboutBox::showEvent(QShowEvent* event) {

@@ -2,8 +2,11 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QMessageBox>
 #include <QStyleFactory>
+#include <QTranslator>
 #include <cstdio>
 #include <exception>
 
@@ -56,6 +59,18 @@ bool ApplyProgramStyle(QApplication& app, const QString& programDir) {
     return false;  // unstyled
 }
 
+bool LoadQtTranslations(QApplication& app) {
+    // Qt's own texts (standard buttons, file and folder dialogs) in Russian, as the program's are.
+    auto* translator = new QTranslator(&app);
+    if (!translator->load(QLocale(QLocale::Russian, QLocale::Russia), QStringLiteral("qtbase"),
+                          QStringLiteral("_"), QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        delete translator;
+        return false;
+    }
+    QApplication::installTranslator(translator);
+    return true;
+}
+
 int RunDesktopProgram(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY") &&
         qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
@@ -71,6 +86,7 @@ int RunDesktopProgram(int argc, char** argv) {
     // The application's title; no display name, which the desktop would append to every window title.
     QApplication::setApplicationName(QStringLiteral("Тембрикс"));
     ApplyProgramStyle(app, QApplication::applicationDirPath());
+    LoadQtTranslations(app);
     GuiMessages messages(&MainWindowForBoxes);
     UserMessages* previous = SetMessages(&messages);
     int result = 1;

@@ -18,4 +18,9 @@ QString StyleSheetName();
 // neither can be read.
 bool ApplyProgramStyle(QApplication& app, const QString& programDir);
 
+// Installs Qt's Russian translations (qtbase_ru from Qt's translations folder; Debian's
+// qt6-translations-l10n) on `app`, so standard buttons and dialogs read "Да", "Нет", "Отмена", ….
+// False (and Qt's English texts) when they cannot be loaded.
+bool LoadQtTranslations(QApplication& app);
+
 }  // namespace tembrix

@@ -17,6 +17,7 @@
 #include <QStatusBar>
 #include <QStringListModel>
 #include <QTableWidget>
+#include <QTextDocument>
 #include <QVBoxLayout>
 #include <QValueAxis>
 #include <algorithm>
@@ -98,12 +99,16 @@ TForm9::TForm9(TDataModule1& store, QWidget* parent) : QWidget(parent, Qt::Windo
     m_values->verticalHeader()->setVisible(false);
     m_values->verticalHeader()->setDefaultSectionSize(20);
     m_values->setColumnWidth(0, 150);
-    m_values->setColumnWidth(1, 314);
     m_values->horizontalHeader()->setStretchLastSection(true);
     m_values->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_values->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_values->setWordWrap(false);
-    m_values->setFixedHeight(m_values->horizontalHeader()->sizeHint().height() + 12 * 20 +
+    // A long path loses its middle; the twelve rows (the SHA2 value on two lines when its column is too
+    // narrow for it) fit without scrolling.
+    m_values->setTextElideMode(Qt::ElideMiddle);
+    m_values->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_values->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_values->setFixedHeight(m_values->horizontalHeader()->sizeHint().height() + 13 * 20 +
                              2 * m_values->frameWidth() + 2);
 
     auto* groupBox2 = new QGroupBox(QStringLiteral("Дополнительная информация"), this);
@@ -115,7 +120,13 @@ TForm9::TForm9(TDataModule1& store, QWidget* parent) : QWidget(parent, Qt::Windo
     auto* memoLayout = new QVBoxLayout(groupBox2);
     memoLayout->setContentsMargins(4, 4, 4, 4);
     memoLayout->addWidget(m_memo1);
-    groupBox2->setFixedHeight(112);
+    // The six tag lines of the tag tool, whole.
+    m_memo1->ensurePolished();
+    const int memoHeight = 6 * m_memo1->fontMetrics().lineSpacing() +
+                           2 * static_cast<int>(m_memo1->document()->documentMargin()) +
+                           2 * m_memo1->frameWidth() + 4;
+    m_memo1->setMinimumHeight(memoHeight);
+    groupBox2->setFixedHeight(memoHeight + groupBox2->fontMetrics().height() + 14);
 
     // The envelope graph and its track bar.
     m_series1 = new QLineSeries;
@@ -145,6 +156,7 @@ TForm9::TForm9(TDataModule1& store, QWidget* parent) : QWidget(parent, Qt::Windo
     m_chartView->setObjectName(QStringLiteral("Chart1View"));
     m_chartView->setMinimumHeight(150);
     m_chartView->installEventFilter(this);
+    m_values->installEventFilter(this);
 
     m_trackBar1 = new QSlider(Qt::Horizontal, this);
     m_trackBar1->setObjectName(QStringLiteral("TrackBar1"));
@@ -223,17 +235,27 @@ bool TForm9::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_chartView && event->type() == QEvent::Resize) {
         FormResize();
     }
+    if (watched == m_values && event->type() == QEvent::Resize) {
+        FitLongValues();
+    }
     return QWidget::eventFilter(watched, event);
 }
 
 void TForm9::FormShow() {
     m_names.clear();
     m_ids.clear();
-    m_store.ListTracks(m_names, m_ids);
+    const QString database = m_store.IsConnected() ? m_store.DatabasePath() : QString();
+    if (!database.isEmpty()) {
+        m_store.ListTracks(m_names, m_ids);
+    }
     // The two lists stay parallel even when the store stopped half-way.
     const qsizetype rows = std::min(m_names.size(), m_ids.size());
     m_names.resize(rows);
     m_ids.resize(rows);
+    if (rows == 0 || database != m_listedDatabase) {
+        ClearDetails();
+    }
+    m_listedDatabase = database;
     m_filling = true;
     m_listModel->setStringList(m_names);
     m_groupBox1->setTitle(QStringLiteral("Список записей: %1").arg(rows));
@@ -244,6 +266,32 @@ void TForm9::FormShow() {
     if (rows >= 1) {
         ListBox1Click();
     }
+}
+
+void TForm9::FitLongValues() {
+    // The SHA2 value (64 characters) is the one value that must be read whole: too wide for its column,
+    // it goes on two lines of half its length.
+    constexpr int kSha2Row = 3;
+    QTableWidgetItem* sha2 = m_values->item(kSha2Row, 1);
+    if (sha2 == nullptr) {
+        return;
+    }
+    const QString value = sha2->toolTip();
+    const int room = m_values->viewport()->width() - m_values->columnWidth(0) - 8;
+    const bool split = m_values->fontMetrics().horizontalAdvance(value) > room && value.size() > 1;
+    sha2->setText(split ? value.left(value.size() / 2) + u'\n' + value.mid(value.size() / 2) : value);
+    m_values->setRowHeight(kSha2Row, split ? 2 * 20 : 20);
+}
+
+void TForm9::ClearDetails() {
+    m_values->setRowCount(0);
+    m_memo1->clear();
+    m_envelope.clear();
+    m_envelopeCount = 0;
+    m_series1->clear();
+    const QSignalBlocker quiet(m_trackBar1);
+    m_trackBar1->setRange(0, 0);
+    m_trackBar1->setValue(0);
 }
 
 void TForm9::SelectRow(int row) {
@@ -271,6 +319,7 @@ void TForm9::ListBox1Click() {
     // The keys are wider than their column in some fonts.
     m_values->resizeColumnToContents(0);
     m_values->setColumnWidth(0, std::max(150, m_values->columnWidth(0) + 6));
+    FitLongValues();
     m_memo1->setPlainText(record.info);
 
     {

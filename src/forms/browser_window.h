@@ -46,8 +46,16 @@ public:
     explicit TForm9(TDataModule1& store, QWidget* parent = nullptr);
     ~TForm9() override;
 
-    // Lists every record anew, shows the count and selects the first record.
+    // Lists every record anew, shows the count and selects the first record. The detail area (fields,
+    // tag text, graph) is cleared first when the database is another than at the last listing, and
+    // whenever the list comes out empty, so no record of another database, or one since deleted, stays
+    // on screen. Runs at each show; the main window runs it again when the browser is shown while open
+    // and when the database is switched.
     void FormShow();
+    // Puts the SHA2 value on two lines when its column is too narrow for it (the tool tip holds it whole).
+    void FitLongValues();
+    // Empties the fields, the tag text and the graph.
+    void ClearDetails();
     // Shows the selected record: its fields, its tag text, and its envelope from the start.
     void ListBox1Click();
     // Redraws the graph from the track bar's position for the chart's current width. An envelope of
@@ -85,6 +93,7 @@ private:
     std::vector<uint16_t> m_envelope;
     int32_t m_envelopeCount = 0;
     bool m_filling = false;
+    QString m_listedDatabase;  // the database of the last listing
 
     QGroupBox* m_groupBox1 = nullptr;
     QListView* m_listBox1 = nullptr;

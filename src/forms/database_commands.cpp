@@ -3,7 +3,6 @@
 // maker's web pages.
 
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QProcess>
 #include <QUrl>
 
@@ -16,6 +15,8 @@
 #include "forms/check_window.h"
 #include "forms/import_window.h"
 #include "forms/main_window.h"
+#include "forms/report_window.h"
+#include "forms/shell_open.h"
 #include "forms/statistics_window.h"
 #include "forms/web_links.h"
 #include "util/file_utils.h"
@@ -95,6 +96,10 @@ void TForm1::N14Click() {
         Messages().ShowMessage(kNotFound + file);
         return;
     }
+    SwitchDatabase(file);
+}
+
+void TForm1::SwitchDatabase(const QString& file) {
     if (m_store.IsConnected()) {
         m_store.Disconnect();
     }
@@ -105,12 +110,23 @@ void TForm1::N14Click() {
         Messages().ShowMessage(QStringLiteral("База данных доступна только для чтения: ") + file);
     }
     Timer3Timer();
+    RefreshBrowser();
+}
+
+void TForm1::RefreshBrowser() {
+    if (m_form9 && m_form9->isVisible()) {
+        static_cast<TForm9*>(m_form9.data())->FormShow();
+    }
 }
 
 void TForm1::N16Click() {
     StopPlayExecute();
     if (!m_form9) {
         m_form9 = new TForm9(m_store, this);
+    }
+    if (m_form9->isVisible()) {
+        // Shown again: its list is built anew, as at the first show.
+        static_cast<TForm9*>(m_form9.data())->FormShow();
     }
     m_form9->show();
     m_form9->raise();
@@ -151,8 +167,16 @@ void TForm1::N44Click() {
 }
 
 void TForm1::N47Click() {
-    if (!FileExists(m_executablePath) || !QProcess::startDetached(m_executablePath, {})) {
+    if (!FileExists(m_executablePath)) {
         Messages().ShowMessage(kNotFound + m_executablePath);
+        return;
+    }
+    // The running job ends first and the work folder is handed over, so the new instance can take it.
+    m_scheduler->StopAndWait(true);
+    m_scheduler->UnlockWorkFolder();
+    if (!QProcess::startDetached(m_executablePath, {})) {
+        Messages().ShowMessage(QStringLiteral("Не удалось запустить программу: ") + m_executablePath);
+        m_scheduler->LockWorkFolder();
         return;
     }
     QCoreApplication::quit();
@@ -193,20 +217,26 @@ void TForm1::N28Click() {
     RunModal(about);
 }
 
+void TForm1::N56Click() {
+    m_form3->show();
+    m_form3->raise();
+    m_form3->activateWindow();
+}
+
 void TForm1::N52Click() {
-    QDesktopServices::openUrl(QUrl(links::kBugReport));
+    ShellOpen(QUrl(links::kBugReport));
 }
 
 void TForm1::N53Click() {
-    QDesktopServices::openUrl(QUrl(links::kReview));
+    ShellOpen(QUrl(links::kReview));
 }
 
 void TForm1::N54Click() {
-    QDesktopServices::openUrl(QUrl(links::kSupportMail));
+    ShellOpen(QUrl(links::kSupportMail));
 }
 
 void TForm1::N55Click() {
-    QDesktopServices::openUrl(QUrl(links::kContactForm));
+    ShellOpen(QUrl(links::kContactForm));
 }
 
 bool TForm1::OpenLocalFile(const QString& path) {
@@ -214,7 +244,7 @@ bool TForm1::OpenLocalFile(const QString& path) {
         Messages().ShowMessage(kNotFound + path);
         return false;
     }
-    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+    return ShellOpen(QUrl::fromLocalFile(path));
 }
 
 }  // namespace tembrix

@@ -2,15 +2,20 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFutureWatcher>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QProgressBar>
 #include <QPushButton>
+#include <QScrollBar>
+#include <QShortcut>
 #include <QStatusBar>
 #include <QStyledItemDelegate>
 #include <QTableView>
@@ -25,6 +30,7 @@
 #include "forms/queue_model.h"
 #include "forms/report_window.h"
 #include "forms/settings_dialog.h"
+#include "forms/wrapped_text_fit.h"
 #include "indexing/logs.h"
 #include "util/file_utils.h"
 #include "util/path_utils.h"
@@ -39,6 +45,12 @@ const QString kCaptionRunning = QStringLiteral("Остановить индек�
 const QString kConfirmTitle = QStringLiteral("Требуется подтверждение");
 const QString kListFilter = QStringLiteral("Список файлов (*.list)");
 
+// The extensions the queue takes (kept in step with the queue's own lists; a test checks each is taken).
+constexpr const char* kMediaMasks[] = {"*.wav",  "*.mp3", "*.ogg",  "*.aac",  "*.flac", "*.aiff",
+                                       "*.m4a",  "*.wma", "*.opus", "*.au",   "*.voc",  "*.snd",
+                                       "*.mp4",  "*.mov", "*.mkv",  "*.m2ts", "*.avi",  "*.wmv",
+                                       "*.webm", "*.mpg", "*.mpeg", "*.ogv",  "*.asf"};
+
 // Long paths lose their middle, where the folders repeat, rather than the file name at their end.
 class MiddleElideDelegate : public QStyledItemDelegate {
 public:
@@ -50,6 +62,18 @@ protected:
         option->textElideMode = Qt::ElideMiddle;
     }
 };
+
+}  // namespace
+
+QString MediaFileFilter() {
+    QStringList masks;
+    for (const char* mask : kMediaMasks) {
+        masks.append(QString::fromLatin1(mask));
+    }
+    return QStringLiteral("Аудио и видео файлы (") + masks.join(u' ') + QStringLiteral(");;Все файлы (*)");
+}
+
+namespace {
 
 // Files added per slice while a folder is being added: the window repaints between slices.
 constexpr int kSliceMilliseconds = 40;
@@ -70,13 +94,19 @@ TForm1::TForm1(TDataModule1& store, const QString& executablePath, int slotCount
     ProgramLog(QStringLiteral("Prepare dialogs"));
     m_scheduler = std::make_unique<IndexingScheduler>(m_queue, m_store, m_settings, m_files.programDir,
                                                       m_slotCount, this);
-    ClearWorkDirectoryExecute();
+    // Another copy of the program working in the same folder keeps its files: only the holder of the
+    // folder's lock empties it.
+    if (m_scheduler->LockWorkFolder()) {
+        ClearWorkDirectoryExecute();
+    }
 
     m_model = new QueueModel(m_queue, this);
     BuildBody();
     BuildMenus();
     BuildStatusBar();
     ConnectScheduler();
+    FitMinimumSize();
+    resize(std::max(1280, minimumWidth()), std::max(700, minimumHeight()));
 
     m_form2 = new TForm2(m_settings, m_files.iniPath, m_files.programDir, LogicalProcessors(), this);
     m_form3 = new TForm3(m_files.programDir, this);
@@ -96,6 +126,7 @@ TForm1::TForm1(TDataModule1& store, const QString& executablePath, int slotCount
 
 TForm1::~TForm1() {
     // The scheduler joins its workers while the queue and the store still exist.
+    m_scheduler->UnlockWorkFolder();
     m_scheduler.reset();
 }
 
@@ -125,7 +156,7 @@ void TForm1::BuildBody() {
         metrics.horizontalAdvance(QStringLiteral("100000")) + 14,
         metrics.horizontalAdvance(kStatusAlreadyIndexed) + 16,
         0,
-        metrics.horizontalAdvance(QStringLiteral("Имя файла средней длины")) + 14,
+        metrics.horizontalAdvance(QStringLiteral("Имя файла средней")) + 14,
         metrics.horizontalAdvance(QStringLiteral("видео")) + 16,
         metrics.horizontalAdvance(QStringLiteral("10000000000")) + 16,
         metrics.horizontalAdvance(QStringLiteral("30.12.2024 23:59:59")) + 18,
@@ -140,6 +171,18 @@ void TForm1::BuildBody() {
     m_grid->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_grid, &QWidget::customContextMenuRequested, this,
             [this](const QPoint& at) { m_popup->popup(m_grid->viewport()->mapToGlobal(at)); });
+    m_grid->installEventFilter(this);
+    connect(m_grid->verticalScrollBar(), &QScrollBar::valueChanged, this, [this] {
+        if (m_scrollingToWork) {
+            return;
+        }
+        // The user scrolled: follow the files in work again only once the first of them is in view.
+        const int row = FirstInWork();
+        if (row >= 0) {
+            const QRect visible = m_grid->viewport()->rect();
+            m_followWork = visible.intersects(m_grid->visualRect(m_model->index(row, 0)));
+        }
+    });
     auto* queueLayout = new QVBoxLayout(queueGroup);
     queueLayout->addWidget(m_grid);
 
@@ -174,6 +217,7 @@ void TForm1::BuildBody() {
     infoLayout->addWidget(keys);
     infoLayout->addStretch(1);
     info->setFixedWidth(310);
+    m_info = info;
 
     m_bitBtn1 = new QPushButton(QStringLiteral("Добавить файлы"), central);
     m_bitBtn2 = new QPushButton(QStringLiteral("Добавить каталог"), central);
@@ -188,6 +232,18 @@ void TForm1::BuildBody() {
     connect(m_bitBtn4, &QPushButton::clicked, this, &TForm1::BitBtn4Click);
     connect(m_bitBtn5, &QPushButton::clicked, this, &QWidget::close);
 
+    // The job's progress between the buttons, just over the status panels, its text in the bar.
+    m_progress = new QProgressBar(central);
+    m_progress->setObjectName(QStringLiteral("JobProgress"));
+    m_progress->setRange(0, 1000);
+    m_progress->setValue(0);
+    m_progress->setTextVisible(true);
+    m_progress->setAlignment(Qt::AlignCenter);
+    m_progress->setFormat(QString());
+    m_progress->setMinimumWidth(m_progress->fontMetrics().horizontalAdvance(QStringLiteral(
+                                    "Файлы: 9999 из 9999, 999,99 ГБ из 999,99 ГБ, осталось ~99:59:59")) +
+                                16);
+
     auto* top = new QHBoxLayout;
     top->addWidget(queueGroup, 1);
     top->addWidget(info);
@@ -195,14 +251,34 @@ void TForm1::BuildBody() {
     buttons->addWidget(m_bitBtn1);
     buttons->addWidget(m_bitBtn2);
     buttons->addWidget(m_bitBtn3);
-    buttons->addStretch(1);
+    buttons->addWidget(m_progress, 1);
     buttons->addWidget(m_bitBtn4);
     buttons->addWidget(m_bitBtn5);
     auto* layout = new QVBoxLayout(central);
     layout->addLayout(top, 1);
     layout->addLayout(buttons);
     setCentralWidget(central);
-    resize(1200, 640);
+}
+
+void TForm1::FitMinimumSize() {
+    // The instruction text, the help video and the keys, whole.
+    ensurePolished();
+    ClaimWrappedHeight(m_info);
+    // The status bar's panels side by side, each whole.
+    int statusWidth = 0;
+    for (QLabel* panel : m_panels) {
+        statusWidth += panel->minimumWidth();
+    }
+    statusWidth += 7 * 12;  // the gaps between them and the bar's margins
+    // The path column keeps about 130 pixels at the minimum width and gets 250 at the default one.
+    const QSize fitted = layout()->minimumSize().expandedTo(QSize(std::max(1150, statusWidth), 620));
+    setMinimumSize(fitted);
+}
+
+void TForm1::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    // Fonts and margins are final once the style sheet has been applied.
+    FitMinimumSize();
 }
 
 void TForm1::BuildMenus() {
@@ -261,11 +337,13 @@ void TForm1::BuildMenus() {
             {"N44", "Информация о базе данных", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_A),
              &TForm1::N44Click},
         });
-    addItems(bar->addMenu(QStringLiteral("Индексация")),
-             {
-                 {"N20", "Старт", QKeySequence(Qt::Key_F5), &TForm1::StartExecute},
-                 {"N21", "Стоп", QKeySequence(Qt::Key_F6), &TForm1::StopExecute},
-             });
+    QMenu* indexing = bar->addMenu(QStringLiteral("Индексация"));
+    addItems(indexing, {
+                           {"N20", "Старт", QKeySequence(Qt::Key_F5), &TForm1::StartExecute},
+                           {"N21", "Стоп", QKeySequence(Qt::Key_F6), &TForm1::StopExecute},
+                       });
+    indexing->addSeparator();
+    addItems(indexing, {{"N56", "Показать отчёт", QKeySequence(), &TForm1::N56Click}});
     QMenu* help = bar->addMenu(QStringLiteral("Помощь"));
     addItems(help, {
                        {"N27", "Справка", QKeySequence(Qt::Key_F1), &TForm1::N27Click},
@@ -297,15 +375,24 @@ void TForm1::BuildStatusBar() {
     for (int panel = 0; panel < 6; ++panel) {
         m_panels[panel] = new QLabel(bar);
         m_panels[panel]->setObjectName(QStringLiteral("StatusPanel%1").arg(panel));
-        bar->addWidget(m_panels[panel], 1);
+        bar->addWidget(m_panels[panel]);
+    }
+    // Each panel keeps room for a four-digit count, so none is cut at the window's minimum width.
+    const QStringList widest = QueueCounterTexts(IndexingQueue());
+    for (int panel = 0; panel < 6; ++panel) {
+        const QString text = widest[panel].section(u':', 0, 0) + QStringLiteral(": 9999");
+        m_panels[panel]->setMinimumWidth(m_panels[panel]->fontMetrics().horizontalAdvance(text) + 8);
     }
 }
 
 void TForm1::ConnectScheduler() {
     IndexingScheduler* scheduler = m_scheduler.get();
-    connect(scheduler, &IndexingScheduler::queueChanged, this, &TForm1::UpdateListExecute);
-    connect(scheduler, &IndexingScheduler::runningChanged, this,
-            [this](bool running) { m_bitBtn4->setText(running ? kCaptionRunning : kCaptionIdle); });
+    connect(scheduler, &IndexingScheduler::queueChanged, this, [this] {
+        UpdateListExecute();
+        UpdateProgress();
+        FollowWork();
+    });
+    connect(scheduler, &IndexingScheduler::runningChanged, this, &TForm1::OnRunningChanged);
     connect(scheduler, &IndexingScheduler::reportLine, this,
             [this](int list, const QString& line) { m_form3->AppendLine(list, line); });
     connect(scheduler, &IndexingScheduler::reportCleared, this, [this] { m_form3->N2Click(); });
@@ -324,8 +411,8 @@ void TForm1::Timer1Timer() {
             m_settings.dbPath.clear();
         }
     }
-    // (A job started within the first second keeps its scratch folders.)
-    if (!m_settings.workDir.isEmpty() && !m_scheduler->IsRunning()) {
+    // (A job started within the first second keeps its scratch folders; another copy's are not ours.)
+    if (!m_settings.workDir.isEmpty() && !m_scheduler->IsRunning() && m_scheduler->LockWorkFolder()) {
         ClearWorkDirectoryExecute();
     }
     Timer3Timer();
@@ -353,7 +440,11 @@ bool TForm1::WriteINIExecute() {
 
 void TForm1::ExitMenuClick() {
     WriteINIExecute();
-    ClearWorkDirectoryExecute();
+    // The workers go first: their folders are emptied after them.
+    m_scheduler->StopAndWait(true);
+    if (m_scheduler->LockWorkFolder()) {
+        ClearWorkDirectoryExecute();
+    }
     close();
 }
 
@@ -361,17 +452,13 @@ void TForm1::closeEvent(QCloseEvent* event) {
     // FormCloseQuery: the settings are written and closing is always allowed.
     WriteINIExecute();
     event->accept();
-    // FormClose.
+    // FormClose. A running job is stopped without the stop message; the windows keep painting while its
+    // tools end.
     m_video->CloseClip();
-    if (m_scheduler->IsRunning()) {
-        // Closing during a job: its workers are stopped and joined without the stop message, and an
-        // idle scheduler takes its place.
-        m_scheduler = std::make_unique<IndexingScheduler>(m_queue, m_store, m_settings, m_files.programDir,
-                                                          m_slotCount, this);
-        ConnectScheduler();
-        m_bitBtn4->setText(kCaptionIdle);
+    m_scheduler->StopAndWait(true);
+    if (m_scheduler->LockWorkFolder()) {
+        ClearWorkDirectoryExecute();
     }
-    ClearWorkDirectoryExecute();
     m_form3->close();
     if (m_form9) {
         m_form9->close();
@@ -388,7 +475,7 @@ QString TForm1::InitialFolder(const QString& name) const {
 
 void TForm1::AddFilesExecute() {
     const QStringList files =
-        Messages().ChooseOpenFiles(QStringLiteral("Выбрать файлы"), QString(), QString());
+        Messages().ChooseOpenFiles(QStringLiteral("Выбрать файлы"), QString(), MediaFileFilter());
     for (const QString& file : files) {
         m_queue.AddFile(file);
     }
@@ -534,6 +621,15 @@ void TForm1::SelectIndex(int index) {
 
 void TForm1::StartExecute() {
     StopPlayExecute();
+    if (m_scheduler->IsRunning() || m_scheduler->IsStopping()) {
+        return;
+    }
+    // A database path whose file exists is not enough: rows go only into a connected database.
+    if (!m_settings.workDir.isEmpty() && FolderExists(m_settings.workDir) && !m_store.IsConnected()) {
+        Messages().ShowMessage(QStringLiteral("Выберите или создайте базу данных!"));
+        ShowSettings(TForm2::kDatabasePage);
+        return;
+    }
     using Result = IndexingScheduler::StartResult;
     switch (m_scheduler->StartExecute()) {
         case Result::NoWorkDir:
@@ -546,7 +642,7 @@ void TForm1::StartExecute() {
             ShowSettings(TForm2::kToolsPage);
             return;
         case Result::EmptyQueue:
-        case Result::WorkDirBusy:
+        case Result::WorkDirBusy:  // the scheduler has said which folder is in use
             return;
         case Result::Started:
             break;
@@ -558,9 +654,34 @@ void TForm1::StartExecute() {
 }
 
 void TForm1::StopExecute() {
+    if (!m_scheduler->IsRunning() || m_scheduler->IsStopping()) {
+        return;
+    }
+    // The stop runs on: the button and the menu's Start and Stop wait until the workers have ended
+    // (runningChanged(false)), while the windows go on answering.
     m_scheduler->StopExecute();
-    m_bitBtn4->setText(m_scheduler->IsRunning() ? kCaptionRunning : kCaptionIdle);
+    if (m_scheduler->IsStopping()) {
+        m_bitBtn4->setEnabled(false);
+        Action(QStringLiteral("N20"))->setEnabled(false);
+        Action(QStringLiteral("N21"))->setEnabled(false);
+    }
     UpdateListExecute();
+}
+
+void TForm1::OnRunningChanged(bool running) {
+    m_bitBtn4->setText(running ? kCaptionRunning : kCaptionIdle);
+    m_bitBtn4->setEnabled(true);
+    Action(QStringLiteral("N20"))->setEnabled(true);
+    Action(QStringLiteral("N21"))->setEnabled(true);
+    if (running) {
+        m_jobProgress.Begin(TallyQueue(m_queue));
+        m_jobClock.start();
+        m_followWork = true;
+    }
+    ShowProgress();
+    if (!running) {
+        UpdateListExecute();
+    }
 }
 
 void TForm1::BitBtn4Click() {
@@ -577,6 +698,57 @@ void TForm1::Timer3Timer() {
         m_panels[panel]->setText(counts[panel]);
     }
     setWindowTitle(QStringLiteral("Тембрикс - ") + m_settings.dbPath);
+    UpdateProgress();
+}
+
+void TForm1::UpdateProgress() {
+    if (m_scheduler->IsRunning()) {
+        ShowProgress();
+    }
+}
+
+void TForm1::ShowProgress() {
+    if (!m_jobClock.isValid()) {
+        return;  // no job yet: an empty bar
+    }
+    const ProgressSnapshot progress = m_jobProgress.Measure(TallyQueue(m_queue), m_jobClock.elapsed());
+    m_progress->setValue(progress.permille);
+    m_progress->setFormat(ProgressText(progress));
+    m_progress->setToolTip(QStringLiteral("Прошло ") + ClockText(progress.elapsedMs / 1000));
+}
+
+int TForm1::FirstInWork() const {
+    for (qsizetype n = 0; n < m_queue.Count(); ++n) {
+        if (m_queue.At(n).status == kStatusInWork) {
+            return static_cast<int>(n);
+        }
+    }
+    return -1;
+}
+
+void TForm1::FollowWork() {
+    const int row = FirstInWork();
+    if (!m_followWork || row < 0) {
+        return;
+    }
+    const QModelIndex index = m_model->index(row, 0);
+    if (m_grid->viewport()->rect().contains(m_grid->visualRect(index))) {
+        return;
+    }
+    // The first file in work goes to the top, so the ones after it are in view too.
+    m_scrollingToWork = true;
+    m_grid->scrollTo(index, QAbstractItemView::PositionAtTop);
+    m_scrollingToWork = false;
+}
+
+bool TForm1::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_grid && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete &&
+        static_cast<QKeyEvent*>(event)->modifiers() == Qt::NoModifier) {
+        DeleteFileFromListExecute();
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 QString TForm1::StatusPanelText(int panel) const {
@@ -590,7 +762,30 @@ void TForm1::ShowSettings(int page) {
     if (page >= 0) {
         m_form2->SetPage(page);
     }
-    RunModal(*m_form2);
+    const QString before = m_settings.dbPath;
+    if (RunModal(*m_form2) != QDialog::Accepted) {
+        return;
+    }
+    // Saved: a database other than the connected one is switched to, as from the menu.
+    const QString chosen = m_settings.dbPath;
+    const QString connected = m_store.IsConnected() ? m_store.DatabasePath() : QString();
+    if (QDir::cleanPath(chosen) == QDir::cleanPath(connected)) {
+        return;
+    }
+    if (chosen.isEmpty()) {
+        m_store.Disconnect();
+        RefreshBrowser();
+        Timer3Timer();
+        return;
+    }
+    if (!FileExists(chosen)) {
+        Messages().ShowMessage(QStringLiteral("Не найден файл: ") + chosen);
+        m_settings.dbPath = before;
+        WriteINIExecute();
+        Timer3Timer();
+        return;
+    }
+    SwitchDatabase(chosen);
 }
 
 int TForm1::RunModal(QDialog& dialog) {

@@ -5,23 +5,29 @@
 // It owns the process-wide state of the desktop program: the program's files, the six settings, the
 // queue and the scheduler. The index store is given to it. Main thread only.
 //
-// Life: the constructor settles the INI and log files, reads the settings and empties the work folder
-// (log lines "Read Ini file", "Prepare dialogs", "Init completed"); one second later Timer1 loads the
-// help pictures and connects the database ("Load info images"). Closing, by the frame, the menu or the
-// button, writes the INI file and empties the work folder; then closed() is emitted.
+// Life: the constructor settles the INI and log files, reads the settings, takes the work folder's lock
+// and, when it got it, empties the work folder (log lines "Read Ini file", "Prepare dialogs", "Init
+// completed"); a work folder another copy of the program holds is left alone, and Start refuses to use
+// it. One second later Timer1 loads the help pictures and connects the database ("Load info images").
+// Closing, by the frame, the menu or the button, stops a running job, writes the INI file and empties
+// the work folder; then closed() is emitted. The lock is held until the window is destroyed.
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QPointer>
 #include <functional>
 #include <memory>
 
 #include "app/indexing_queue.h"
+#include "app/indexing_scheduler.h"
+#include "app/job_progress.h"
 #include "app/settings.h"
 
 class QAction;
 class QDialog;
 class QLabel;
 class QMenu;
+class QProgressBar;
 class QPushButton;
 class QTableView;
 class QTimer;
@@ -29,7 +35,6 @@ class QTimer;
 namespace tembrix {
 
 class HelpVideoPanel;
-class IndexingScheduler;
 class QueueModel;
 class TDataModule1;
 class TDataModule2;
@@ -40,6 +45,9 @@ class TForm8;
 class TForm9;
 class TForm10;
 class TAboutBox;
+
+// The file filter of "Добавить файлы": the media files the queue takes, then all files.
+QString MediaFileFilter();
 
 class TForm1 : public QMainWindow {
     Q_OBJECT
@@ -103,13 +111,24 @@ public:
     void N49Click();  // companion program
     void N27Click();  // help
     void N28Click();  // about
+    void N56Click();  // show the indexing report without clearing it
     void N52Click();  // report a bug
     void N53Click();  // review
     void N54Click();  // mail to the developers
     void N55Click();  // contact form
     // Shows the settings dialog modally on `page` (0 database and work folder, 1 tools, 2 speed; -1 the
-    // page it showed last).
+    // page it showed last). When it was saved with a database other than the connected one, switches to
+    // that database as "Переключиться на другую базу данных" does.
     void ShowSettings(int page);
+    // Disconnects the current database and connects `file`, which must exist; writes the INI file; warns
+    // when the file is read-only; rebuilds an open browser.
+    void SwitchDatabase(const QString& file);
+
+    // The job's progress beside the status panels: refreshed at every tick of the job and every second.
+    void UpdateProgress();
+    QProgressBar* ProgressBar() const { return m_progress; }
+    // Keeps the first file in work in view unless the user has scrolled away from it.
+    void FollowWork();
 
     // ---- state, for the start-up, the tests and the screenshots
     const QString& ProgramDir() const { return m_files.programDir; }
@@ -143,12 +162,25 @@ Q_SIGNALS:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    // The grid's Delete key deletes the selected file, as "Удалить файл" does.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void BuildMenus();
     void BuildBody();
     void BuildStatusBar();
     void ConnectScheduler();
+    // The minimum size at which every text is whole: the instruction text, the keys, the status panels
+    // and the progress.
+    void FitMinimumSize();
+    void OnRunningChanged(bool running);
+    // Shows the job's progress now (also after it ended: the last reading stays).
+    void ShowProgress();
+    // Rebuilds the browser when it is open (the database changed under it).
+    void RefreshBrowser();
+    // The first queue position with the status "в обработке", -1 when none.
+    int FirstInWork() const;
     int RunModal(QDialog& dialog);
     // Adds `paths` from `next` on, a slice per event-loop turn.
     void AddCollected(std::shared_ptr<QStringList> paths, qsizetype next);
@@ -175,6 +207,12 @@ private:
     QPushButton* m_bitBtn5 = nullptr;
     QMenu* m_popup = nullptr;
     QLabel* m_panels[6] = {};
+    QProgressBar* m_progress = nullptr;
+    QWidget* m_info = nullptr;  // the information panel beside the grid
+    JobProgress m_jobProgress;
+    QElapsedTimer m_jobClock;
+    bool m_followWork = true;        // the grid follows the files in work
+    bool m_scrollingToWork = false;  // the grid is being scrolled by FollowWork, not by the user
     QTimer* m_timer1 = nullptr;
     QTimer* m_timer3 = nullptr;
     TForm2* m_form2 = nullptr;

@@ -13,6 +13,7 @@
 #include <QVBoxLayout>
 
 #include "forms/help_video_panel.h"
+#include "forms/wrapped_text_fit.h"
 
 namespace tembrix {
 
@@ -62,6 +63,7 @@ TForm3::TForm3(const QString& programDir, QWidget* parent) : QWidget(parent, Qt:
     infoLayout->addWidget(m_video);
     infoLayout->addStretch(1);
     info->setFixedWidth(330);
+    m_info = info;
 
     auto* statusBar = new QStatusBar(this);
     statusBar->setSizeGripEnabled(false);
@@ -125,6 +127,12 @@ QString TForm3::PageText(int page) const {
 
 QString TForm3::StatusText(int panel) const {
     return panel >= 0 && panel < 3 ? m_status[panel]->text() : QString();
+}
+
+void TForm3::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    // The window's minimum keeps the information text whole beside the help video.
+    ClaimWrappedHeight(m_info);
 }
 
 void TForm3::closeEvent(QCloseEvent* event) {

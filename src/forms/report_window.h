@@ -40,6 +40,7 @@ public:
     HelpVideoPanel* VideoPanel() const { return m_video; }
 
 protected:
+    void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:
@@ -49,6 +50,7 @@ private:
     QLabel* m_status[3] = {};
     QTimer* m_timer1 = nullptr;
     HelpVideoPanel* m_video = nullptr;
+    QWidget* m_info = nullptr;  // the information panel
 };
 
 }  // namespace tembrix

@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDesktopServices>
+#include <QDir>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -14,7 +15,9 @@
 
 #include "app/user_messages.h"
 #include "forms/help_video_panel.h"
+#include "forms/shell_open.h"
 #include "forms/web_links.h"
+#include "indexing/tool_locator.h"
 
 namespace tembrix {
 
@@ -54,7 +57,11 @@ QString ToolFilter(const QString& tool) {
 
 TForm2::TForm2(Settings& settings, const QString& iniPath, const QString& programDir, int processors,
                QWidget* parent)
-    : QDialog(parent), m_settings(settings), m_iniPath(iniPath), m_processors(processors) {
+    : QDialog(parent),
+      m_settings(settings),
+      m_iniPath(iniPath),
+      m_processors(processors),
+      m_programDir(programDir) {
     setObjectName(QStringLiteral("Form2"));
     setWindowTitle(QStringLiteral("Настройки"));
     setWindowFlag(Qt::WindowContextHelpButtonHint, false);
@@ -141,7 +148,7 @@ QWidget* TForm2::MakeToolsPage() {
         auto* button = new QPushButton(QString::fromUtf8(buttons[n].caption), download);
         button->setToolTip(QString::fromUtf8(buttons[n].hint));
         const QString url = *buttons[n].url;
-        connect(button, &QPushButton::clicked, this, [url] { QDesktopServices::openUrl(QUrl(url)); });
+        connect(button, &QPushButton::clicked, this, [url] { ShellOpen(QUrl(url)); });
         m_downloads[n] = button;
         grid->addWidget(button);
     }
@@ -183,6 +190,13 @@ void TForm2::FormShow() {
     m_workDir->setText(m_settings.workDir);
     m_ffmpeg->setText(m_settings.ffmpegPath);
     m_sox->setText(m_settings.soxPath);
+    ToolLocator locator(m_programDir);
+    const auto found = [](const QString& path) {
+        return path.isEmpty() ? QStringLiteral("не найдена")
+                              : QDir::toNativeSeparators(path) + QStringLiteral(" (найдена автоматически)");
+    };
+    m_ffmpeg->setPlaceholderText(found(locator.LocateFfmpeg()));
+    m_sox->setPlaceholderText(found(locator.LocateSox()));
     m_threads->setCurrentIndex(m_settings.threads - 1);
     m_copy->setChecked(m_settings.copyToWorkDir);
 }

@@ -28,7 +28,10 @@ public:
     TForm2(Settings& settings, const QString& iniPath, const QString& programDir, int processors,
            QWidget* parent = nullptr);
 
-    // Fills the controls from the settings (the dialog's show).
+    // Fills the controls from the settings (the dialog's show). A tool edit whose setting is empty shows,
+    // greyed as its placeholder, the program the tool locator finds instead ("… (найдена
+    // автоматически)") or "не найдена": saving leaves the setting empty, so the program is looked up
+    // afresh each time and a moved tool is still found.
     void FormShow();
     // Selects a page before the dialog is shown.
     void SetPage(int page);
@@ -80,6 +83,7 @@ private:
     QPushButton* m_downloads[4] = {};
     HelpVideoPanel* m_video = nullptr;
     int m_processors;
+    QString m_programDir;
 };
 
 // The file filter of the tool choosers: the tool's executable name as description and mask

@@ -4,7 +4,6 @@
 #include <QBarSet>
 #include <QChart>
 #include <QChartView>
-#include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
 #include <QHBoxLayout>
@@ -32,8 +31,10 @@
 #include <QDBusMessage>
 #endif
 
+#include "app/user_messages.h"
 #include "database/index_store.h"
 #include "database/statistics.h"
+#include "forms/shell_open.h"
 
 namespace tembrix {
 
@@ -173,7 +174,7 @@ bool ShowFileInFileManager(const QString& path) {
         return true;
     }
 #endif
-    return QDesktopServices::openUrl(QUrl::fromLocalFile(info.absolutePath()));
+    return ShellOpenQuietly(QUrl::fromLocalFile(info.absolutePath()));
 }
 
 TForm10::TForm10(TDataModule1& store, QWidget* parent) : QDialog(parent), m_store(store) {
@@ -399,7 +400,11 @@ void TForm10::BitBtn1Click() {
 }
 
 void TForm10::BitBtn2Click() {
-    ShowFileInFileManager(m_store.DatabasePath());
+    const QString path = m_store.DatabasePath();
+    if (!ShowFileInFileManager(path)) {
+        Messages().ShowMessage(QStringLiteral("Не удалось открыть каталог с базой данных: ") +
+                               QDir::toNativeSeparators(QFileInfo(path).absolutePath()));
+    }
 }
 
 }  // namespace tembrix

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTest>
 
@@ -11,6 +12,7 @@
 #include "forms/report_window.h"
 #include "main_window_fixture.h"
 #include "support/media_fixtures.h"
+#include "util/file_utils.h"
 
 namespace tembrix::test {
 namespace {
@@ -24,6 +26,9 @@ struct JobFixture {
         s.dbPath = f.dir.File(QStringLiteral("index.db"));
         s.ffmpegPath = realTools ? RealFfmpeg() : f.dir.Write(QStringLiteral("tools/ffmpeg"), "fake");
         s.soxPath = realTools ? RealSox() : f.dir.Write(QStringLiteral("tools/sox"), "fake");
+        if (!realTools) {
+            f.dir.Write(QStringLiteral("tools/ffprobe"), "fake");
+        }
         for (const char* tool : {"/id3-tags-cli", "/id3-tags"}) {  // where the worker looks for the tag tool
             QFile::link(ProgramDir() + QLatin1String(tool), f.dir.Path() + QLatin1String(tool));
         }
@@ -49,33 +54,49 @@ struct JobFixture {
     bool WaitForJobEnd() {
         return QTest::qWaitFor([this] { return !f.window->Scheduler().IsRunning(); }, 120000);
     }
+    // Another copy of the program over the same INI file (so the same work folder).
+    void StartSecondCopy() {
+        f.window->WriteINIExecute();
+        other = std::make_unique<TForm1>(otherStore, f.Executable(), MainWindowFixture::kSlots);
+    }
 
+    TempDir work;  // outlives the windows, which hold its lock
     MainWindowFixture f;
-    TempDir work;
+    TDataModule1 otherStore;
+    std::unique_ptr<TForm1> other;
 };
 
-// Catches a refusal that opens the wrong settings page or still starts the job.
+// Catches a refusal that opens the wrong settings page or still starts the job; a job started into a
+// database that is named but not connected (its rows would fail or go elsewhere); a work folder another
+// copy of the program uses.
 TEST(StartRefusals, EachCheckWithItsMessageAndSettingsPage) {
     const struct {
-        std::function<void(Settings&)> spoil;
-        const char* message;
-        int page;  // -1: no settings dialog
+        std::function<void(JobFixture&)> spoil;
+        const char* message;  // "%1": the work folder
+        int page;             // -1: no settings dialog
     } cases[] = {
-        {[](Settings& s) { s.workDir += QStringLiteral("/nowhere"); }, "Выберите рабочий каталог!", 0},
-        {[](Settings& s) { s.dbPath.clear(); }, "Выберите или создайте базу данных!", 0},
-        {[](Settings& s) { s.ffmpegPath += QStringLiteral("-none"); },
+        {[](JobFixture& j) { j.f.window->CurrentSettings().workDir += QStringLiteral("/nowhere"); },
+         "Выберите рабочий каталог!", 0},
+        {[](JobFixture& j) { j.f.window->CurrentSettings().dbPath.clear(); },
+         "Выберите или создайте базу данных!", 0},
+        {[](JobFixture& j) { j.f.store.Disconnect(); }, "Выберите или создайте базу данных!", 0},
+        {[](JobFixture& j) { j.StartSecondCopy(); },
+         "Рабочий каталог используется другой копией программы: %1", -1},
+        {[](JobFixture& j) { j.f.window->CurrentSettings().ffmpegPath += QStringLiteral("-none"); },
          "Отсутствует утилита FFMPEG! Установите её пожалуйста и укажите её путь!", 1},
-        {[](Settings& s) { s.soxPath += QStringLiteral("-none"); },
+        {[](JobFixture& j) { j.f.window->CurrentSettings().soxPath += QStringLiteral("-none"); },
          "Отсутствует утилита SOX! Установите её пожалуйста и укажите её путь!", 1},
-        {[](Settings&) {}, "Добавьте в список аудио или видео файлы!", -1},
+        {[](JobFixture& j) { QFile::remove(j.f.dir.File(QStringLiteral("tools/ffprobe"))); },
+         "Отсутствует утилита FFPROBE! Установите её пожалуйста в каталог FFMPEG!", 1},
+        {[](JobFixture&) {}, "Добавьте в список аудио или видео файлы!", -1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
         JobFixture job(false);
-        c.spoil(job.f.window->CurrentSettings());
+        c.spoil(job);
         job.f.messages.shown.clear();
         job.f.window->StartButton()->click();
-        EXPECT_EQ(job.f.messages.shown, QStringList({QString::fromUtf8(c.message)}));
+        EXPECT_EQ(job.f.messages.shown, QStringList({QString::fromUtf8(c.message).arg(job.work.Path())}));
         ASSERT_EQ(job.f.modals.size(), c.page < 0 ? 0u : 1u);
         if (c.page >= 0) {
             EXPECT_EQ(job.f.modals[0].className, "tembrix::TForm2");
@@ -136,9 +157,18 @@ TEST(IndexingJob, AWholeJobThroughTheWindow) {
     EXPECT_EQ(job.Statuses(), QStringList({"уже проиндексирован"}));
     EXPECT_EQ(report->PageText(TForm3::kSuccessPage) + report->PageText(TForm3::kErrorPage), "");
     EXPECT_EQ(report->PageText(TForm3::kAlreadyPage), "Уже проиндексирован - " + wav);
+    EXPECT_TRUE(job.f.window->ProgressBar()->text().startsWith(QStringLiteral("Файлы: 1 из 1, ")));
+    EXPECT_EQ(job.f.window->ProgressBar()->value(), 1000);
+
+    // The report closed is shown again from the menu as it was.
+    report->close();
+    job.f.window->Action(QStringLiteral("N56"))->trigger();
+    EXPECT_TRUE(report->isVisible());
+    EXPECT_EQ(report->PageText(TForm3::kAlreadyPage), "Уже проиндексирован - " + wav);
 }
 
 // Catches a Stop that leaves the job running, the files in work unmarked or the counters stale.
+// (The stop may end after the call returns: the windows go on answering meanwhile.)
 TEST(IndexingJob, StopFromTheMenuMarksTheFilesInWork) {
     QStringList files;
     for (int variant = 0; variant < 5; ++variant) {
@@ -150,12 +180,47 @@ TEST(IndexingJob, StopFromTheMenuMarksTheFilesInWork) {
     ASSERT_TRUE(
         QTest::qWaitFor([&] { return job.f.window->Queue().CountWithStatus(kStatusInWork) == 2; }, 10000));
     job.f.window->Action(QStringLiteral("N21"))->trigger();  // Стоп
-    EXPECT_FALSE(job.f.window->Scheduler().IsRunning());
+    ASSERT_TRUE(job.WaitForJobEnd());
     EXPECT_EQ(job.f.messages.shown.last(), "Индексация остановлена!");
     EXPECT_EQ(job.Statuses().count(QStringLiteral("остановлен")), 2);
     EXPECT_EQ(job.StatusPanel(5), "Осталось: 3");
     EXPECT_EQ(
         job.f.window->ReportWindow()->PageText(TForm3::kErrorPage).count(QStringLiteral("Остановлен: ")), 2);
+}
+
+// Catches closing the window or "Перезапуск" during a job that leaves its workers running, its files in
+// work unmarked, its scratch folders behind, or the stop message on the screen.
+TEST(IndexingJob, ClosingOrRestartingDuringAJobStopsItQuietly) {
+    const struct {
+        const char* way;
+        std::function<void(JobFixture&)> end;
+    } ways[] = {
+        {"close", [](JobFixture& j) { j.f.window->close(); }},
+        {"restart",
+         [](JobFixture& j) {
+             const QString program = j.f.dir.Write(QStringLiteral("tembrix"), "#!/bin/sh\nexit 0\n");
+             QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+             j.f.window->N47Click();
+         }},
+    };
+    QStringList files;
+    for (int variant = 0; variant < 3; ++variant) {
+        files.append(MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61, variant));
+    }
+    for (const auto& way : ways) {
+        SCOPED_TRACE(way.way);
+        JobFixture job(true);
+        job.f.window->CurrentSettings().threads = 2;
+        job.Start(files);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return job.f.window->Queue().CountWithStatus(kStatusInWork) == 2; },
+                                    10000));
+        way.end(job);
+        ASSERT_TRUE(job.WaitForJobEnd());
+        EXPECT_EQ(job.Statuses(), QStringList({"остановлен", "остановлен", ""}));
+        EXPECT_FALSE(job.f.messages.shown.contains(QStringLiteral("Индексация остановлена!")));
+        EXPECT_FALSE(FolderExists(job.work.File(QStringLiteral("0"))) ||
+                     FolderExists(job.work.File(QStringLiteral("1"))));
+    }
 }
 
 }  // namespace

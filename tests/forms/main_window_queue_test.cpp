@@ -4,6 +4,7 @@
 
 #include <QAction>
 #include <QSignalSpy>
+#include <QTableView>
 #include <QTest>
 #include <QTimer>
 
@@ -91,7 +92,8 @@ TEST_F(QueueCommands, AddDirectoryTakesTheTreeInSlicesWhileTheEventLoopRuns) {
     EXPECT_EQ(f.window->Model()->rowCount(), 6003);
 }
 
-// Catches a deletion without its question, deleting on "no" and a selection that jumps.
+// Catches a deletion without its question, deleting on "no", a selection that jumps, and a Delete key
+// in the grid that does not delete.
 TEST_F(QueueCommands, DeletionsAskFirstAndKeepTheSelection) {
     f.window->DeleteFileFromListExecute();  // empty: nothing
     const struct {
@@ -107,6 +109,7 @@ TEST_F(QueueCommands, DeletionsAskFirstAndKeepTheSelection) {
         {"N50", 1, false, "после", {"f1", "f2", "f3", "f4"}, 1},
         {"N50", 1, true, "после", {"f1", "f2"}, 1},
         {"N51", 2, true, "перед", {"f3", "f4"}, 0},
+        {"Delete", 2, true, "", {"f1", "f2", "f4"}, 2},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.action << " on " << c.selected);
@@ -114,7 +117,11 @@ TEST_F(QueueCommands, DeletionsAskFirstAndKeepTheSelection) {
         f.window->SelectIndex(c.selected);
         f.messages.asked.clear();
         f.messages.answers = {c.answer};
-        f.window->Action(QString::fromLatin1(c.action))->trigger();
+        if (QLatin1String(c.action) == QLatin1String("Delete")) {
+            QTest::keyClick(f.window->Grid(), Qt::Key_Delete);
+        } else {
+            f.window->Action(QString::fromLatin1(c.action))->trigger();
+        }
         const QString question =
             QStringLiteral("Требуется подтверждение | Вы точно хотите удалить все записи %1 выбранной?");
         EXPECT_EQ(f.messages.asked,
@@ -147,6 +154,21 @@ TEST_F(QueueCommands, ListsAreSavedWithTheirExtensionAndOpenedAfresh) {
     EXPECT_EQ(f.window->Queue().Count(), 3);
     EXPECT_EQ(f.messages.shown, QStringList({"Не удалось сохранить список: " + unwritable,
                                              "Не удалось открыть список: " + missing}));
+}
+
+// Catches a media filter that hides a type the queue takes or offers one it refuses, and no way to
+// choose any file.
+TEST(MainWindowMenus, AddFilesOffersTheMediaTheQueueTakesAndAllFiles) {
+    const QStringList filters = MediaFileFilter().split(QStringLiteral(";;"));
+    ASSERT_EQ(filters.size(), 2);
+    EXPECT_EQ(filters[1], "Все файлы (*)");
+    const QStringList masks = filters[0].section(u'(', 1).chopped(1).split(u' ');
+    QStringList candidates = {"*.3gp", "*.ape", "*.ac3", "*.mka", "*.flv", "*.ts", "*.vob",
+                              "*.wv",  "*.mid", "*.amr", "*.m4v", "*.txt", "*.MP3"};
+    for (const QString& mask : masks + candidates) {
+        const bool taken = !IndexingQueue::Classify(QStringLiteral("/x/a") + mask.mid(1)).isEmpty();
+        EXPECT_EQ(taken, masks.contains(mask)) << mask.toStdString();
+    }
 }
 
 // Catches a shortcut lost or given to another command: a key of each kind and what it led to.

@@ -6,6 +6,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStandardPaths>
 
 #include "forms/settings_dialog.h"
 #include "main_window_fixture.h"
@@ -81,6 +82,23 @@ TEST_F(SettingsDialogTest, SaveTakesTheEditsAsTypedAndWritesTheIniFile) {
         EXPECT_TRUE(s.copyToWorkDir);
     }
     EXPECT_TRUE(messages.shown.isEmpty());
+}
+
+// Catches tool edits left blank although the program will use a tool it finds by itself, and a found
+// tool written into the settings unasked (a moved tool would then no longer be found).
+TEST(SettingsDialogTools, EmptyToolSettingsShowTheToolThatWillBeUsed) {
+    TempDir dir;
+    const QString sox = dir.Write(QStringLiteral("sox"), "tool");  // beside the program: found first
+    const QString ffmpeg = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    Settings settings;
+    settings.threads = 1;
+    TForm2 dialog(settings, dir.File(QStringLiteral("tembrix.ini")), dir.Path(), 2);
+    dialog.FormShow();
+    EXPECT_EQ(dialog.SoxEdit()->placeholderText(), sox + " (найдена автоматически)");
+    EXPECT_EQ(dialog.FfmpegEdit()->placeholderText(),
+              ffmpeg.isEmpty() ? QStringLiteral("не найдена") : ffmpeg + " (найдена автоматически)");
+    dialog.SaveClick();
+    EXPECT_EQ(settings.soxPath + settings.ffmpegPath, "");
 }
 
 // Catches a dialog that saves into settings other than the window's own, or a menu that resets its page.

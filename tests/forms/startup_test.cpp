@@ -101,6 +101,37 @@ TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
     }
 }
 
+// Catches a second copy of the program emptying the work folder the first one uses (their workers
+// would read each other's files), and a restart that keeps the folder from the new instance.
+TEST(Startup, ASecondCopyLeavesAHeldWorkFolderAloneAndARestartHandsItOver) {
+    TempDir work;  // outlives the windows and their lock on it
+    MainWindowFixture f(IniWith(QString(), work.Path()));
+    TDataModule1 otherStore;
+    const QString theirs = work.Write(QStringLiteral("0/data.dat"), "x");
+    auto second = std::make_unique<TForm1>(otherStore, f.Executable(), MainWindowFixture::kSlots);
+    second->Timer1Timer();
+    second->close();
+    EXPECT_TRUE(FileExists(theirs));
+    second.reset();
+
+    const QString program = f.dir.Write(QStringLiteral("tembrix"), "#!/bin/sh\nexit 0\n");
+    QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    f.window->N47Click();  // "Перезапуск"
+    EXPECT_TRUE(f.messages.shown.isEmpty());
+    second = std::make_unique<TForm1>(otherStore, f.Executable(), MainWindowFixture::kSlots);
+    EXPECT_FALSE(FileExists(theirs));  // the new instance holds the folder now
+}
+
+// Catches Qt's own buttons and dialogs left in English beside the program's Russian.
+TEST(Startup, QtsOwnTextsAreRussian) {
+    auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
+    ASSERT_NE(app, nullptr);
+    ASSERT_TRUE(LoadQtTranslations(*app));
+    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Да");
+    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&No"), "&Нет");
+    EXPECT_EQ(QCoreApplication::translate("QFileDialog", "Look in:"), "Перейти к:");
+}
+
 // Catches a program without its built-in look, or one that ignores the style sheet beside it.
 TEST(Startup, TheStyleSheetIsBuiltInUnlessOneLiesBesideTheProgram) {
     TempDir programDir;

@@ -1,8 +1,9 @@
-// tembrix-screenshots DIR: builds a demo program folder (settings, a database of made-up tracks, a queue
-// of media files part-way through a job), opens the windows over it and saves a PNG of each into DIR.
+// tembrix-screenshots [--minimum] DIR: builds a demo program folder (settings, a database of made-up tracks,
+// a queue of media files part-way through a job), opens the windows over it and saves a PNG of each into DIR.
 // Runs offscreen when there is no display.
 
 #include <QApplication>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -93,8 +94,10 @@ void FillDatabase(TDataModule1& store, const QStringList& media) {
         record.source_file_name = info.completeBaseName();
         record.extension = info.suffix();
         record.type = QStringLiteral("аудио");
-        record.md5 = QStringLiteral("%1").arg(n * 2654435761u, 32, 16, QLatin1Char('0'));
-        record.sha2 = QStringLiteral("%1").arg(n * 40503u, 64, 16, QLatin1Char('0'));
+        record.md5 =
+            QString::fromLatin1(QCryptographicHash::hash(media[n].toUtf8(), QCryptographicHash::Md5).toHex());
+        record.sha2 = QString::fromLatin1(
+            QCryptographicHash::hash(media[n].toUtf8(), QCryptographicHash::Sha256).toHex());
         record.created = QStringLiteral("12.03.2024 18:%1:07").arg(10 + n, 2, 10, QLatin1Char('0'));
         record.info =
             QStringLiteral("Artist: Демо\nTitle: %1\nAlbum: Коллекция\nYear: 2024\nTrack: %2\nGenre: 0")
@@ -115,12 +118,16 @@ bool RegisterShot(const QString& name, ShotFunction function) {
 }
 
 bool ShotContext::Save(QWidget* window, const QString& name) const {
+    if (minimum) {
+        window->resize(window->minimumSizeHint().expandedTo(window->minimumSize()));
+    }
     window->show();
     for (int turn = 0; turn < 5; ++turn) {
         QApplication::processEvents();
         QThread::msleep(10);
     }
-    const QString path = QDir(outDir).filePath(name + QStringLiteral(".png"));
+    const QString path =
+        QDir(outDir).filePath(name + (minimum ? QStringLiteral("_min.png") : QStringLiteral(".png")));
     const bool saved = window->grab().save(path);
     std::fprintf(saved ? stdout : stderr, "%s %s\n", saved ? "saved" : "could not save",
                  path.toUtf8().constData());
@@ -137,18 +144,20 @@ int main(int argc, char** argv) {
     }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Тембрикс"));
-    const QStringList args = QApplication::arguments();
+    QStringList args = QApplication::arguments();
+    shots::ShotContext context;
+    context.minimum = args.removeAll(QStringLiteral("--minimum")) > 0;
     if (args.size() != 2) {
-        std::fputs("usage: tembrix-screenshots DIR\n", stderr);
+        std::fputs("usage: tembrix-screenshots [--minimum] DIR\n", stderr);
         return 2;
     }
-    shots::ShotContext context;
     context.outDir = QDir(args[1]).absolutePath();
     if (!QDir().mkpath(context.outDir)) {
         std::fprintf(stderr, "cannot create %s\n", context.outDir.toUtf8().constData());
         return 2;
     }
     ApplyProgramStyle(app, QApplication::applicationDirPath());
+    LoadQtTranslations(app);
 
     // The demo program folder: the real content beside this tool, the rest made up.
     QTemporaryDir temp;

@@ -2,10 +2,12 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTabWidget>
 
 #include "app/indexing_queue.h"
+#include "app/job_progress.h"
 #include "forms/help_video_panel.h"
 #include "forms/main_window.h"
 #include "forms/report_window.h"
@@ -41,6 +43,17 @@ void MarkJobInProgress(TForm1& window) {
         }
     }
     window.UpdateListExecute();
+    // The progress as it would read 12 minutes into the job, all of the queue waiting at its start.
+    QueueTally atStart = TallyQueue(queue);
+    atStart.waitingFiles += atStart.finishedFiles + atStart.inWorkFiles;
+    atStart.finishedFiles = 0;
+    atStart.inWorkFiles = 0;
+    atStart.finishedBytes = 0;
+    JobProgress progress;
+    progress.Begin(atStart);
+    const ProgressSnapshot snapshot = progress.Measure(TallyQueue(queue), 12 * 60 * 1000);
+    window.ProgressBar()->setValue(snapshot.permille);
+    window.ProgressBar()->setFormat(ProgressText(snapshot));
     window.SelectIndex(11);
     window.Timer3Timer();
     report->Timer1Timer();
@@ -51,7 +64,6 @@ void MainWindow(ShotContext& context) {
     MarkJobInProgress(window);
     // The button as it reads while a job runs (the statuses above are staged, no job is started).
     window.StartButton()->setText(QStringLiteral("Остановить индексацию"));
-    window.resize(1280, 680);
     context.Save(&window, QStringLiteral("main_window"));
 }
 

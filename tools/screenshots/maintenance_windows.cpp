@@ -169,10 +169,10 @@ void AddBrowsableRecords(ShotContext& context) {
 void Browser(ShotContext& context) {
     AddBrowsableRecords(context);
     TForm9 window(*context.store);
-    window.resize(1280, 760);
-    window.show();
+    window.show();  // at its default (and minimum) size
     Settle(50);
-    const int row = window.Names().indexOf(QStringLiteral("Фильм - Три звуковые дорожки [2]"));
+    // A track with all six tag lines.
+    const int row = window.Names().indexOf(QStringLiteral("Вечерний джаз - Осенняя сюита"));
     if (row >= 0) {
         window.SelectRow(row);
     }

@@ -1,6 +1,6 @@
 #pragma once
-// tembrix-screenshots DIR: opens the program's windows over a demo database and saves a PNG of each
-// into DIR. Each window has its own shot function, registered with TEMBRIX_SCREENSHOT in any .cpp of
+// tembrix-screenshots [--minimum] DIR: opens the program's windows over a demo database and saves a PNG of
+// each into DIR. Each window has its own shot function, registered with TEMBRIX_SCREENSHOT in any .cpp of
 // this folder; the shots run in the order of their names.
 
 #include <QString>
@@ -23,6 +23,8 @@ struct ShotContext {
     QString mediaDir;    // demo media files named like a real collection
     TDataModule1* store = nullptr;
     TForm1* mainWindow = nullptr;
+    // "--minimum": every window is shot at its minimum size instead, into <name>_min.png.
+    bool minimum = false;
 
     // Shows the window (offscreen), lets it lay itself out, grabs it and writes outDir/<name>.png.
     // False when the file cannot be written.
