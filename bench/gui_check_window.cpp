@@ -10,12 +10,12 @@
 #include <QElapsedTimer>
 #include <QThread>
 
-#include "app/user_messages.h"
 #include "database/check_database.h"
 #include "database/index_store.h"
 #include "forms/check_window.h"
 #include "forms/message_list.h"
 #include "maint_bench_db.h"
+#include "util/user_messages.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 file(GLOB TEMBRIX_GUI_SOURCES CONFIGURE_DEPENDS forms/*.cpp forms/*.h)
 qt_add_resources(TEMBRIX_GUI_RESOURCES forms/forms.qrc)
 add_library(tembrix_gui STATIC ${TEMBRIX_GUI_SOURCES} ${TEMBRIX_GUI_RESOURCES})
-target_link_libraries(tembrix_gui PUBLIC tembrix_core Qt6::Widgets Qt6::Charts Qt6::Multimedia
+target_link_libraries(tembrix_gui PUBLIC tembrix_core Qt6::Concurrent Qt6::Widgets Qt6::Charts Qt6::Multimedia
     Qt6::MultimediaWidgets)
 if(TARGET Qt6::DBus)
     target_link_libraries(tembrix_gui PUBLIC Qt6::DBus)

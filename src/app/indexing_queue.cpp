@@ -7,53 +7,17 @@
 #include <QStringView>
 #include <QTimeZone>
 #include <algorithm>
-#include <iterator>
 
 #include <sys/stat.h>
 
-#include "app/user_messages.h"
+#include "indexing/media_types.h"
 #include "util/path_utils.h"
 #include "util/text_utils.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 
 namespace {
-
-// The lists are compared in this order; the comparison is exact, so capitals are not recognised.
-constexpr QLatin1StringView kAudioExtensions[] = {
-    QLatin1StringView(".wav"), QLatin1StringView(".mp3"),  QLatin1StringView(".ogg"),
-    QLatin1StringView(".aac"), QLatin1StringView(".flac"), QLatin1StringView(".aiff"),
-    QLatin1StringView(".m4a"), QLatin1StringView(".wma"),  QLatin1StringView(".opus"),
-    QLatin1StringView(".au"),  QLatin1StringView(".voc"),  QLatin1StringView(".snd"),
-};
-constexpr QLatin1StringView kVideoExtensions[] = {
-    QLatin1StringView(".mp4"),  QLatin1StringView(".mov"), QLatin1StringView(".mkv"),
-    QLatin1StringView(".m2ts"), QLatin1StringView(".avi"), QLatin1StringView(".wmv"),
-    QLatin1StringView(".webm"), QLatin1StringView(".mpg"), QLatin1StringView(".mpeg"),
-    QLatin1StringView(".ogv"),  QLatin1StringView(".asf"),
-};
-constexpr QLatin1StringView kDirectAudioExtensions[] = {
-    QLatin1StringView(".wav"), QLatin1StringView(".mp3"),  QLatin1StringView(".ogg"),
-    QLatin1StringView(".aac"), QLatin1StringView(".flac"), QLatin1StringView(".aiff"),
-    QLatin1StringView(".wma"), QLatin1StringView(".opus"), QLatin1StringView(".au"),
-    QLatin1StringView(".voc"), QLatin1StringView(".snd"),
-};
-constexpr QLatin1StringView kTagBearingExtensions[] = {
-    QLatin1StringView(".wav"), QLatin1StringView(".mp3"), QLatin1StringView(".aiff"),
-    QLatin1StringView(".m4a"), QLatin1StringView(".wma"), QLatin1StringView(".wmv"),
-    QLatin1StringView(".asf"),
-};
-constexpr QLatin1StringView kMultiTrackExtensions[] = {
-    QLatin1StringView(".mp4"),  QLatin1StringView(".mov"), QLatin1StringView(".mkv"),
-    QLatin1StringView(".m2ts"), QLatin1StringView(".wma"), QLatin1StringView(".wmv"),
-    QLatin1StringView(".asf"),
-};
-
-template <std::size_t N>
-bool InList(const QString& ext, const QLatin1StringView (&list)[N]) {
-    return std::any_of(std::begin(list), std::end(list),
-                       [&ext](QLatin1StringView candidate) { return ext == candidate; });
-}
 
 #ifdef Q_OS_WIN
 constexpr char kLineEnd[] = "\r\n";
@@ -94,28 +58,6 @@ FileFacts Examine(const QString& path) {
 }
 
 }  // namespace
-
-QString MediaTypeOf(const QString& ext) {
-    if (InList(ext, kAudioExtensions)) {
-        return kTypeAudio;
-    }
-    if (InList(ext, kVideoExtensions)) {
-        return kTypeVideo;
-    }
-    return QString();
-}
-
-bool IsDirectAudio(const QString& ext) {
-    return InList(ext, kDirectAudioExtensions);
-}
-
-bool IsTagBearing(const QString& ext) {
-    return InList(ext, kTagBearingExtensions);
-}
-
-bool IsMultiTrack(const QString& ext) {
-    return InList(ext, kMultiTrackExtensions);
-}
 
 QString IndexingQueue::Classify(const QString& path) {
     return MediaTypeOf(ExtensionOf(FileNameOf(path)));

@@ -1,14 +1,11 @@
 #pragma once
 // The indexing queue: the media files the user has gathered, in the order they were added, each with its
 // type, size, date and a status word that the scheduler writes as the file goes through indexing.
-// Beside it, the extension tests that decide what enters the queue and how the indexing worker treats
-// a file. Extensions are given with their dot and compared exactly: ".MP3" is not ".mp3".
+// What enters it is decided by the media types (indexing/media_types.h).
 
 #include <QHash>
 #include <QString>
 #include <vector>
-
-#include "database/index_record.h"  // the type words kTypeAudio and kTypeVideo
 
 namespace tembrix {
 
@@ -24,15 +21,6 @@ inline const QString kNotRegularFileSkipped =
     QStringLiteral("Это не обычный файл (папка, канал, устройство или сокет), он пропущен: ");
 inline const QString kNameNotUtf8Skipped =
     QStringLiteral("Имя файла не в кодировке UTF-8, программа не может его открыть, он пропущен: ");
-
-// kTypeAudio, kTypeVideo or "" for an extension such as ".mp3" (audio extensions are tried first).
-QString MediaTypeOf(const QString& ext);
-// Audio that SoX converts to raw samples directly (".m4a" deliberately is not among them).
-bool IsDirectAudio(const QString& ext);
-// Formats whose tags the tag tool is asked to read.
-bool IsTagBearing(const QString& ext);
-// Containers whose audio tracks are counted and extracted one by one.
-bool IsMultiTrack(const QString& ext);
 
 // One file of the queue.
 struct QueueEntry {

@@ -6,12 +6,12 @@
 
 #include "app/indexing_queue.h"
 #include "app/settings.h"
-#include "app/user_messages.h"
 #include "database/index_store.h"
 #include "indexing/process_media_file.h"
 #include "util/file_utils.h"
 #include "util/path_utils.h"
 #include "util/synchronize.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

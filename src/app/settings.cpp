@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <optional>
 
-#include "app/user_messages.h"
 #include "util/file_utils.h"
 #include "util/ini_file.h"
 #include "util/path_utils.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

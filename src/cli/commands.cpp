@@ -6,8 +6,8 @@
 #include <cstdio>
 
 #include "database/index_store.h"
-#include "indexing/logs.h"
 #include "util/file_utils.h"
+#include "util/logs.h"
 
 namespace tembrix::cli {
 

@@ -5,8 +5,8 @@
 #include <QtEndian>
 #include <algorithm>
 
-#include "app/user_messages.h"
 #include "database/index_store.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

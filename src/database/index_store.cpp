@@ -5,8 +5,8 @@
 #include <QtEndian>
 #include <cstring>
 
-#include "app/user_messages.h"
-#include "indexing/logs.h"
+#include "util/logs.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

@@ -14,10 +14,10 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include "app/user_messages.h"
 #include "database/check_database.h"
 #include "forms/help_video_panel.h"
 #include "forms/message_list.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

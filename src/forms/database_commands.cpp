@@ -7,7 +7,6 @@
 #include <QUrl>
 
 #include "app/indexing_scheduler.h"
-#include "app/user_messages.h"
 #include "database/import_source.h"
 #include "database/index_store.h"
 #include "forms/about_box.h"
@@ -21,6 +20,7 @@
 #include "forms/web_links.h"
 #include "util/file_utils.h"
 #include "util/path_utils.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

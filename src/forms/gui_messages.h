@@ -2,7 +2,7 @@
 // The desktop program's user messages: QMessageBox for messages and Yes/No questions, QFileDialog for
 // file and folder choices. Main thread only.
 
-#include "app/user_messages.h"
+#include "util/user_messages.h"
 
 class QWidget;
 

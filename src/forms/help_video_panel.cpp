@@ -6,10 +6,10 @@
 #include <QPainter>
 #include <algorithm>
 
-#include "app/user_messages.h"
-#include "indexing/logs.h"
 #include "util/file_utils.h"
+#include "util/logs.h"
 #include "util/path_utils.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 namespace {

@@ -14,12 +14,12 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include "app/user_messages.h"
 #include "database/import_database.h"
 #include "database/import_source.h"
 #include "database/index_store.h"
 #include "forms/help_video_panel.h"
 #include "forms/message_list.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

@@ -24,17 +24,18 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include "app/indexing_scheduler.h"
-#include "app/user_messages.h"
 #include "database/index_store.h"
 #include "forms/help_video_panel.h"
 #include "forms/queue_model.h"
 #include "forms/report_window.h"
 #include "forms/settings_dialog.h"
 #include "forms/wrapped_text_fit.h"
-#include "indexing/logs.h"
+#include "indexing/media_types.h"
 #include "util/file_utils.h"
+#include "util/logs.h"
 #include "util/path_utils.h"
 #include "util/synchronize.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 
@@ -44,12 +45,6 @@ const QString kCaptionIdle = QStringLiteral("Начать индексацию")
 const QString kCaptionRunning = QStringLiteral("Остановить индексацию");
 const QString kConfirmTitle = QStringLiteral("Требуется подтверждение");
 const QString kListFilter = QStringLiteral("Список файлов (*.list)");
-
-// The extensions the queue takes (kept in step with the queue's own lists; a test checks each is taken).
-constexpr const char* kMediaMasks[] = {"*.wav",  "*.mp3", "*.ogg",  "*.aac",  "*.flac", "*.aiff",
-                                       "*.m4a",  "*.wma", "*.opus", "*.au",   "*.voc",  "*.snd",
-                                       "*.mp4",  "*.mov", "*.mkv",  "*.m2ts", "*.avi",  "*.wmv",
-                                       "*.webm", "*.mpg", "*.mpeg", "*.ogv",  "*.asf"};
 
 // Long paths lose their middle, where the folders repeat, rather than the file name at their end.
 class MiddleElideDelegate : public QStyledItemDelegate {
@@ -66,11 +61,8 @@ protected:
 }  // namespace
 
 QString MediaFileFilter() {
-    QStringList masks;
-    for (const char* mask : kMediaMasks) {
-        masks.append(QString::fromLatin1(mask));
-    }
-    return QStringLiteral("Аудио и видео файлы (") + masks.join(u' ') + QStringLiteral(");;Все файлы (*)");
+    return QStringLiteral("Аудио и видео файлы (") + MediaFileMasks().join(u' ') +
+           QStringLiteral(");;Все файлы (*)");
 }
 
 namespace {

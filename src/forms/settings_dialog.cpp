@@ -13,11 +13,11 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
-#include "app/user_messages.h"
 #include "forms/help_video_panel.h"
 #include "forms/shell_open.h"
 #include "forms/web_links.h"
 #include "indexing/tool_locator.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

@@ -4,7 +4,7 @@
 #include <QDir>
 #include <QUrl>
 
-#include "app/user_messages.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

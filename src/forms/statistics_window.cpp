@@ -31,10 +31,10 @@
 #include <QDBusMessage>
 #endif
 
-#include "app/user_messages.h"
 #include "database/index_store.h"
 #include "database/statistics.h"
 #include "forms/shell_open.h"
+#include "util/user_messages.h"
 
 namespace tembrix {
 

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <thread>
 
-#include "indexing/logs.h"
+#include "util/logs.h"
 
 namespace tembrix {
 

@@ -4,13 +4,13 @@
 #include <QFile>
 #include <QFileInfo>
 
-#include "app/indexing_queue.h"
 #include "database/index_store.h"
 #include "indexing/digests.h"
-#include "indexing/logs.h"
 #include "indexing/media_tools.h"
+#include "indexing/media_types.h"
 #include "indexing/tool_locator.h"
 #include "util/file_utils.h"
+#include "util/logs.h"
 #include "util/path_utils.h"
 #include "util/synchronize.h"
 #include "util/text_utils.h"

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 
 #include "app/indexing_queue.h"
+#include "indexing/media_types.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
 

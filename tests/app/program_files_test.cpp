@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "app/settings.h"
-#include "indexing/logs.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
+#include "util/logs.h"
 
 // Readable failure messages for texts.
 [[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {

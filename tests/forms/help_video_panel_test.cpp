@@ -7,9 +7,9 @@
 
 #include "forms/help_clip_player.h"
 #include "forms/help_video_panel.h"
-#include "indexing/logs.h"
 #include "main_window_fixture.h"
 #include "support/media_fixtures.h"
+#include "util/logs.h"
 
 namespace tembrix::test {
 namespace {

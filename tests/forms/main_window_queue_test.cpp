@@ -156,21 +156,6 @@ TEST_F(QueueCommands, ListsAreSavedWithTheirExtensionAndOpenedAfresh) {
                                              "Не удалось открыть список: " + missing}));
 }
 
-// Catches a media filter that hides a type the queue takes or offers one it refuses, and no way to
-// choose any file.
-TEST(MainWindowMenus, AddFilesOffersTheMediaTheQueueTakesAndAllFiles) {
-    const QStringList filters = MediaFileFilter().split(QStringLiteral(";;"));
-    ASSERT_EQ(filters.size(), 2);
-    EXPECT_EQ(filters[1], "Все файлы (*)");
-    const QStringList masks = filters[0].section(u'(', 1).chopped(1).split(u' ');
-    QStringList candidates = {"*.3gp", "*.ape", "*.ac3", "*.mka", "*.flv", "*.ts", "*.vob",
-                              "*.wv",  "*.mid", "*.amr", "*.m4v", "*.txt", "*.MP3"};
-    for (const QString& mask : masks + candidates) {
-        const bool taken = !IndexingQueue::Classify(QStringLiteral("/x/a") + mask.mid(1)).isEmpty();
-        EXPECT_EQ(taken, masks.contains(mask)) << mask.toStdString();
-    }
-}
-
 // Catches a shortcut lost or given to another command: a key of each kind and what it led to.
 TEST(MainWindowMenus, ShortcutsReachTheirCommands) {
     MainWindowFixture f;

@@ -11,10 +11,10 @@
 #include "database/index_record.h"
 #include "database/index_store.h"
 #include "database/sqlite.h"
-#include "indexing/logs.h"
 #include "indexing/process_media_file.h"
 #include "support/media_fixtures.h"
 #include "support/temp_dir.h"
+#include "util/logs.h"
 #include "util/synchronize.h"
 
 // Readable failure messages for texts (found by argument-dependent look-up, so at global scope).

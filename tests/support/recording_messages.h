@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <deque>
 
-#include "app/user_messages.h"
+#include "util/user_messages.h"
 
 namespace tembrix::test {
 

@@ -23,7 +23,6 @@
 #include <vector>
 
 #include "app/indexing_queue.h"
-#include "app/user_messages.h"
 #include "database/import_source.h"
 #include "database/index_store.h"
 #include "database/sqlite.h"
@@ -33,8 +32,10 @@
 #include "forms/import_window.h"
 #include "forms/statistics_window.h"
 #include "indexing/envelope.h"
+#include "indexing/media_types.h"
 #include "screenshots.h"
 #include "util/synchronize.h"
+#include "util/user_messages.h"
 
 namespace tembrix::shots {
 namespace {

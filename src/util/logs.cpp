@@ -1,4 +1,4 @@
-#include "indexing/logs.h"
+#include "util/logs.h"
 
 #include <QDateTime>
 #include <QFile>

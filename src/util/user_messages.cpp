@@ -1,4 +1,4 @@
-#include "app/user_messages.h"
+#include "util/user_messages.h"
 
 #include <atomic>
 #include <cstdio>
