@@ -1,35 +1,20 @@
-// The program's own files: the settings INI file, where it and the program log live, and the three logs
-// (one whole time-stamped line per call even when threads write at once).
+// The program's own files: the settings INI file and where it and the program log live.
 
 #include <gtest/gtest.h>
 
-#include <QDateTime>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
-#include <QSet>
-#include <ostream>
-#include <thread>
-#include <vector>
 
 #include "app/settings.h"
+#include "support/print_text.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
-#include "util/logs.h"
-
-// Readable failure messages for texts.
-[[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace tembrix {
 namespace {
 
-QByteArray ReadBytes(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+using test::ReadFile;
 
 Settings NonDefault() {
     return Settings{QStringLiteral("/opt/ffmpeg/bin/ffmpeg"),
@@ -47,6 +32,7 @@ QString Text(const Settings& s) {
              s.copyToWorkDir ? QStringLiteral("copy") : QStringLiteral("no copy"));
 }
 
+// Catches a path changed on its way through the INI file (quotes, separators, blanks, Cyrillic).
 TEST(Settings, RoundTripKeepsPathsWithAwkwardCharacters) {
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -67,7 +53,7 @@ TEST(Settings, RoundTripKeepsPathsWithAwkwardCharacters) {
     EXPECT_TRUE(messages.shown.isEmpty());
 }
 
-// Whatever else the file holds is kept when writing; the flag is written as 1 or 0.
+// Catches a wrong section or key, the flag not written as 1/0, and other keys of the file lost.
 TEST(Settings, WritesSectionsKeysAndBooleanAsOneOrZero) {
     test::TempDir dir;
     const QString ini =
@@ -75,7 +61,7 @@ TEST(Settings, WritesSectionsKeysAndBooleanAsOneOrZero) {
     Settings s = NonDefault();
     for (const char* flag : {"CopyToWorkDir=0", "CopyToWorkDir=1"}) {
         ASSERT_TRUE(WriteSettings(ini, s));
-        const QList<QByteArray> lines = ReadBytes(ini).replace("\r\n", "\n").split('\n');
+        const QList<QByteArray> lines = ReadFile(ini).replace("\r\n", "\n").split('\n');
         for (const char* line : {"[Utils]", "FFMPEG=/opt/ffmpeg/bin/ffmpeg", "SOX=/opt/sox/sox", "[Dirs]",
                                  "WorkDir=/mnt/ram", "[DataBase]", "DBPath=/data/base.db", "[Indexing]",
                                  "Threads=3", flag, "[Window]", "Left=10", "Extra=keep me"}) {
@@ -87,8 +73,7 @@ TEST(Settings, WritesSectionsKeysAndBooleanAsOneOrZero) {
     }
 }
 
-// A key that is missing or does not hold a number reads as the key's default (the paths as empty); then
-// the thread limit is clamped from above only.
+// Catches a key left unread, a bad number not read as the default, and the thread limit not capped.
 TEST(Settings, ThreadsAndCopyFlagOnReading) {
     const struct {
         const char* indexingSection;
@@ -101,7 +86,6 @@ TEST(Settings, ThreadsAndCopyFlagOnReading) {
     test::TempDir dir;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.indexingSection);
-        // Start from other values, so that a key left unread would show.
         Settings s = NonDefault();
         s.threads = 99;
         s.copyToWorkDir = !QByteArray(c.read).endsWith("|copy");
@@ -111,7 +95,7 @@ TEST(Settings, ThreadsAndCopyFlagOnReading) {
     }
 }
 
-// A file written by hand or by another INI writer: each value runs to the end of its line.
+// Catches a hand-written value cut at a comma, semicolon, backslash or quote.
 TEST(Settings, HandWrittenValuesAreTakenWhole) {
     test::TempDir dir;
     const QByteArray content =
@@ -125,8 +109,7 @@ TEST(Settings, HandWrittenValuesAreTakenWhole) {
         Text(s));
 }
 
-// Reading never creates the file nor changes one. A folder where the INI file should be cannot be read;
-// a place below a regular file cannot be written.
+// Catches reading that creates or rewrites the file, and failures to read or write not shown.
 TEST(Settings, ReadingChangesNoFileAndFailuresSaySo) {
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -138,7 +121,7 @@ TEST(Settings, ReadingChangesNoFileAndFailuresSaySo) {
     const QByteArray content = "[Indexing]\r\nThreads=2\r\n[Other]\r\nKey=1\r\n";
     const QString ini = dir.Write(QStringLiteral("tembrix.ini"), content);
     ASSERT_TRUE(ReadSettings(ini, s, 8));
-    EXPECT_EQ(content, ReadBytes(ini));
+    EXPECT_EQ(content, ReadFile(ini));
     EXPECT_TRUE(messages.shown.isEmpty());
 
     s = NonDefault();
@@ -151,8 +134,8 @@ TEST(Settings, ReadingChangesNoFileAndFailuresSaySo) {
               messages.shown);
 }
 
-// A writable program folder holds both files. Otherwise (here the folder lies under a regular file, which
-// stops even root) they go to the fall-back folder, which Locate only names and Settle creates.
+// Catches the files put in the fall-back folder while the program folder is writable, or not moved
+// there when it is not (a folder under a regular file, which stops even root); Locate creates nothing.
 TEST(ProgramFiles, ProgramFolderOrFallBack) {
     test::TempDir dir;
     const QString dataHome = dir.File(QStringLiteral("data-home"));
@@ -178,103 +161,6 @@ TEST(ProgramFiles, ProgramFolderOrFallBack) {
     EXPECT_EQ(located.iniPath, settled.iniPath);
     EXPECT_EQ(located.logPath, settled.logPath);
     EXPECT_TRUE(QFileInfo(folder).isDir());
-}
-
-// The lines of a UTF-8 log file, which must end with a line feed.
-QStringList LogLines(const QString& path) {
-    const QString text = QString::fromUtf8(ReadBytes(path));
-    EXPECT_TRUE(text.endsWith(u'\n')) << path.toStdString();
-    return text.split(u'\n').mid(0, text.count(u'\n'));
-}
-
-// Checks "<stamp><separator><message>" with a stamp of the current local time, and returns the message.
-QString MessageOf(const QString& line, QChar separator) {
-    const QDateTime when = QDateTime::fromString(line.left(19), QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-    EXPECT_TRUE(when.isValid() && qAbs(when.secsTo(QDateTime::currentDateTime())) <= 120)
-        << line.toStdString();
-    EXPECT_EQ(QString(separator), line.mid(19, 1)) << line.toStdString();
-    return line.mid(20);
-}
-
-// The run's first line starts the log afresh (each run: the start-up tests); a log that cannot be opened,
-// or has no path, fails.
-TEST(Logs, ProgramLogIsResetOnceAndThenAppended) {
-    test::TempDir dir;
-    const QString log = dir.Write(QStringLiteral("tembrix.log"), "left from the last run\n");
-    ASSERT_TRUE(WriteProgramLog(log, QStringLiteral("Read Ini file"), false));
-    ASSERT_TRUE(WriteProgramLog(log, QStringLiteral("Ошибка: путь/к файлу"), true));
-    const QStringList lines = LogLines(log);
-    ASSERT_EQ(2, lines.size());
-    EXPECT_EQ(QStringLiteral("Read Ini file"), MessageOf(lines[0], u' '));
-    EXPECT_EQ(QStringLiteral("Ошибка: путь/к файлу"), MessageOf(lines[1], u' '));
-    EXPECT_FALSE(WriteProgramLog(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/tembrix.log"),
-                                 QStringLiteral("m"), false));
-    EXPECT_FALSE(WriteProgramLog(QString(), QStringLiteral("m"), true));
-}
-
-// Once the locations are settled the program log and my.log (beside the program, never reset) take lines;
-// before that they are not written anywhere, while errors.log always goes to the current folder, with a tab.
-TEST(Logs, StoreAndErrorLogs) {
-    test::TempDir dir;
-    const QString log = dir.File(QStringLiteral("tembrix.log"));
-    dir.Write(QStringLiteral("my.log"), QByteArray("2020-01-01 00:00:00 older line\n"));
-    const auto reset = qScopeGuard([] { SetLogLocations(QString(), QString()); });
-    SetLogLocations(log, dir.Path());
-    EXPECT_EQ(log, ProgramLogPath());
-    ProgramLog(QStringLiteral("Init completed"));
-    WriteStoreLog(QStringLiteral("Query insert error!"));
-    const QStringList program = LogLines(log);
-    ASSERT_EQ(1, program.size());
-    EXPECT_EQ(QStringLiteral("Init completed"), MessageOf(program[0], u' '));
-    const QStringList store = LogLines(dir.File(QStringLiteral("my.log")));
-    ASSERT_EQ(2, store.size());
-    EXPECT_EQ(QStringLiteral("2020-01-01 00:00:00 older line"), store[0]);
-    EXPECT_EQ(QStringLiteral("Query insert error!"), MessageOf(store[1], u' '));
-
-    test::TempDir current;
-    SetLogLocations(QString(), QString());
-    const QString previous = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(current.Path()));
-    ProgramLog(QStringLiteral("lost"));
-    WriteStoreLog(QStringLiteral("lost"));
-    WriteErrorLog(QStringLiteral("first"));
-    WriteErrorLog(QStringLiteral("second\tpart"));
-    ASSERT_TRUE(QDir::setCurrent(previous));
-    EXPECT_EQ(QStringList{QStringLiteral("errors.log")},
-              QDir(current.Path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
-    const QStringList lines = LogLines(current.File(QStringLiteral("errors.log")));
-    ASSERT_EQ(2, lines.size());
-    EXPECT_EQ(QStringLiteral("first"), MessageOf(lines[0], u'\t'));
-    EXPECT_EQ(QStringLiteral("second\tpart"), MessageOf(lines[1], u'\t'));
-}
-
-TEST(Logs, ThreadsWritingAtOnceLeaveWholeLines) {
-    test::TempDir dir;
-    const QString log = dir.File(QStringLiteral("tembrix.log"));
-    const auto reset = qScopeGuard([] { SetLogLocations(QString(), QString()); });
-    SetLogLocations(log, dir.Path());
-    constexpr int kThreads = 4;
-    constexpr int kLines = 200;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([t] {
-            for (int i = 0; i < kLines; ++i) {
-                ProgramLog(QStringLiteral("worker %1 line %2 %3").arg(t).arg(i).arg(QString(40, u'ж')));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    const QStringList lines = LogLines(log);
-    ASSERT_EQ(kThreads * kLines, lines.size());
-    QSet<QString> seen;
-    for (const QString& line : lines) {
-        const QString message = MessageOf(line, u' ');
-        EXPECT_TRUE(message.endsWith(QString(40, u'ж'))) << line.toStdString();
-        seen.insert(message);
-    }
-    EXPECT_EQ(kThreads * kLines, seen.size());
 }
 
 }  // namespace
