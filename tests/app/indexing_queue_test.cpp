@@ -138,20 +138,6 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
     }
 }
 
-// Catches the next file picked by the wrong status, and a status set on a file not in the queue.
-TEST(IndexingQueue, StatusesDriveTheNextFile) {
-    test::TempDir dir;
-    const QStringList files = MakeFiles(dir, 3);
-    IndexingQueue queue = QueueOf(files);
-    EXPECT_TRUE(queue.SetStatus(kStatusInWork, files[0]));
-    EXPECT_EQ(files[1], queue.NextWithStatus(QString()));
-    EXPECT_EQ(files[0], queue.NextWithStatus(kStatusInWork));
-    EXPECT_TRUE(queue.NextWithStatus(kStatusDone).isEmpty());
-    EXPECT_EQ(2, queue.CountWithStatus(QString()));
-    EXPECT_FALSE(queue.SetStatus(kStatusDone, dir.File(QStringLiteral("other.mp3"))));
-    EXPECT_TRUE(queue.StatusOf(dir.File(QStringLiteral("other.mp3"))).isEmpty());
-}
-
 // Catches a list saved without its byte-order mark or with the wrong line ends.
 TEST(IndexingQueueList, SaveWritesBomAndOnePathPerLine) {
     test::TempDir dir;

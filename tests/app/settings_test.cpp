@@ -38,9 +38,7 @@ TEST(Settings, RoundTripKeepsPathsWithAwkwardCharacters) {
     test::RecordingMessages messages;
     const QString ini = dir.File(QStringLiteral("tembrix.ini"));
     for (const QString& path :
-         {QStringLiteral("/home/user/Музыка, старое/база.db"), QStringLiteral("/tmp/a;b/#c"),
-          QStringLiteral("/tmp/back\\slash/x"), QStringLiteral(" /leading and trailing blank "),
-          QStringLiteral("\"/quoted\""), QStringLiteral("key=value/path")}) {
+         {QStringLiteral("/home/Музыка, старое/a;b/#c=d"), QStringLiteral(" \"/back\\slash\" ")}) {
         SCOPED_TRACE(path.toStdString());
         Settings written = NonDefault();
         written.dbPath = path;

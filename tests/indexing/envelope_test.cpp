@@ -103,25 +103,6 @@ TEST(Envelope, BulkFeedingMatchesTheReferenceAtEveryChunkBoundary) {
     }
 }
 
-// Catches a ring that stops or overwrites the wrong slot when full, and a reset that keeps values.
-TEST(Envelope, RingWrapsAtCapacityAndResetKeepsOnlyThePosition) {
-    const auto samples = Noise(480 * 3 + 220, 5);
-    const auto expected = Reference(samples);
-    Envelope e(480, 2);
-    e.AddSamples(samples.data(), samples.size());
-    EXPECT_EQ(e.Count(), 2);
-    EXPECT_EQ(e.BlocksCompleted(), 3u);
-    EXPECT_EQ(e.Values()[0], expected[2]);
-    EXPECT_EQ(e.Values()[1], expected[1]);
-    e.Reset();
-    EXPECT_EQ(e.Count(), 0);
-    EXPECT_EQ(e.BlocksCompleted(), 0u);
-    // The 220 samples of the open block are dropped; the next value goes to slot 1.
-    e.AddSamples(samples.data(), 480);
-    EXPECT_EQ(e.Count(), 1);
-    EXPECT_EQ(e.Values()[1], expected[0]);
-}
-
 // Catches a wrong count, capacity or duration of a raw file, and chunked reading that loses samples.
 TEST(Envelope, RawFileSizes) {
     const struct {
