@@ -8,34 +8,19 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTime>
-#include <ostream>
 
 #include <sys/stat.h>
 
 #include "app/indexing_queue.h"
-#include "indexing/media_types.h"
+#include "support/print_text.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
-
-// Readable failure messages for texts.
-[[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace tembrix {
 namespace {
 
 const QByteArray kBom("\xEF\xBB\xBF");
-#ifdef Q_OS_WIN
-const QByteArray kEol("\r\n");
-#else
-const QByteArray kEol("\n");
-#endif
-
-QByteArray ReadBytes(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
+using test::ReadFile;
 
 // Creates `count` media files a0.mp3 … in the folder and returns their paths.
 QStringList MakeFiles(const test::TempDir& dir, int count) {
@@ -62,41 +47,8 @@ IndexingQueue QueueOf(const QStringList& paths) {
     return queue;
 }
 
-// Flags: d = converted directly by SoX, t = tags read, m = tracks taken one by one. Near misses are neither.
-TEST(MediaClassifiers, ExtensionTable) {
-    const char* audio = "аудио";
-    const char* video = "видео";
-    const struct {
-        const char* ext;
-        const char* type;
-        const char* flags;
-    } rows[] = {{".wav", audio, "dt"}, {".mp3", audio, "dt"},  {".ogg", audio, "d"},  {".aac", audio, "d"},
-                {".flac", audio, "d"}, {".aiff", audio, "dt"}, {".m4a", audio, "t"},  {".wma", audio, "dtm"},
-                {".opus", audio, "d"}, {".au", audio, "d"},    {".voc", audio, "d"},  {".snd", audio, "d"},
-                {".mp4", video, "m"},  {".mov", video, "m"},   {".mkv", video, "m"},  {".m2ts", video, "m"},
-                {".avi", video, ""},   {".wmv", video, "tm"},  {".webm", video, ""},  {".mpg", video, ""},
-                {".mpeg", video, ""},  {".ogv", video, ""},    {".asf", video, "tm"}, {".MP3", "", ""},
-                {"mp3", "", ""},       {"", "", ""},           {".mp3 ", "", ""},     {".aif", "", ""},
-                {".mpeg4", "", ""}};
-    for (const auto& row : rows) {
-        const QString ext = QString::fromUtf8(row.ext);
-        const QString flags = QString::fromUtf8(row.flags);
-        SCOPED_TRACE(row.ext);
-        EXPECT_EQ(QString::fromUtf8(row.type), MediaTypeOf(ext));
-        EXPECT_EQ(flags.contains(u'd'), IsDirectAudio(ext));
-        EXPECT_EQ(flags.contains(u't'), IsTagBearing(ext));
-        EXPECT_EQ(flags.contains(u'm'), IsMultiTrack(ext));
-    }
-}
-
-// Classify (the type of a path) takes the extension of the file name, not of a folder.
-TEST(IndexingQueue, ClassifyLooksAtTheFileNameOnly) {
-    EXPECT_EQ(QStringLiteral("видео"), IndexingQueue::Classify(QStringLiteral("/music/clip.final.mkv")));
-    EXPECT_EQ(QString(), IndexingQueue::Classify(QStringLiteral("/music/a.mp3/readme")));
-}
-
-// AddFile records the file's facts; identity is the exact path text. A file that is gone, or a folder, is
-// kept with an empty date after its path is shown. (Refusals: the walk below and the window's tests.)
+// Catches wrong entry facts, a duplicate entered twice, a vanished file dropped, and a folder, FIFO (it
+// would hang the worker) or name that was not UTF-8 entering the queue.
 TEST(IndexingQueue, AddFile) {
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -119,8 +71,6 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_TRUE(queue.AddFile(dir.Path() + QStringLiteral("//Мой концерт.live.mkv")));
     EXPECT_TRUE(messages.shown.isEmpty());
 
-    // A vanished file is kept (with its path shown); what is not a regular file never enters the queue
-    // (a FIFO would hang the worker), nor a name that was not UTF-8 (FindFiles lists it with U+FFFD).
     const QString gone = dir.File(QStringLiteral("gone.ogg"));
     const QString folder = dir.File(QStringLiteral("folder.mp3"));
     QDir().mkpath(folder);
@@ -141,8 +91,7 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_TRUE(queue.At(3).path.isEmpty());
 }
 
-// Random edits against a plain list of paths, deletions at any position including ones outside the
-// queue: the results, the order and the path look-ups must agree with the list at every step.
+// Catches an edit or path look-up that goes out of step with the entries (random edits against a list).
 TEST(IndexingQueue, LookUpsFollowEveryEdit) {
     test::TempDir dir;
     const QStringList files = MakeFiles(dir, 12);
@@ -189,32 +138,20 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
     }
 }
 
-TEST(IndexingQueue, StatusesDriveTheNextFile) {
-    test::TempDir dir;
-    const QStringList files = MakeFiles(dir, 3);
-    IndexingQueue queue = QueueOf(files);
-    EXPECT_TRUE(queue.SetStatus(kStatusInWork, files[0]));
-    EXPECT_EQ(files[1], queue.NextWithStatus(QString()));
-    EXPECT_EQ(files[0], queue.NextWithStatus(kStatusInWork));
-    EXPECT_TRUE(queue.NextWithStatus(kStatusDone).isEmpty());
-    EXPECT_EQ(2, queue.CountWithStatus(QString()));
-    EXPECT_FALSE(queue.SetStatus(kStatusDone, dir.File(QStringLiteral("other.mp3"))));
-    EXPECT_TRUE(queue.StatusOf(dir.File(QStringLiteral("other.mp3"))).isEmpty());
-}
-
-// An empty queue writes only the mark. (A list that cannot be written or read: the window's tests.)
+// Catches a list saved without its byte-order mark or with the wrong line ends.
 TEST(IndexingQueueList, SaveWritesBomAndOnePathPerLine) {
     test::TempDir dir;
     const QStringList files = {dir.Write(QStringLiteral("Песни/первая песня.mp3"), "x"),
                                dir.Write(QStringLiteral("b.mkv"), "x")};
     const QString list = dir.File(QStringLiteral("q.list"));
     ASSERT_TRUE(QueueOf(files).Save(list));
-    EXPECT_EQ(kBom + files[0].toUtf8() + kEol + files[1].toUtf8() + kEol, ReadBytes(list));
+    EXPECT_EQ(kBom + files[0].toUtf8() + "\n" + files[1].toUtf8() + "\n", ReadFile(list));
     ASSERT_TRUE(IndexingQueue().Save(list));
-    EXPECT_EQ(kBom, ReadBytes(list));
+    EXPECT_EQ(kBom, ReadFile(list));
 }
 
-// Every case starts from a queue holding one file with a status: opening always clears it.
+// Catches a list read with the wrong line ends, kept duplicates or unsupported names, a FIFO let in, and
+// an open that does not clear the queue first.
 TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
     test::TempDir dir;
     test::RecordingMessages messages;

@@ -1,7 +1,5 @@
-// What the worker computes from a file's bytes. The envelope format is an interface with the companion
-// search program: its values are pinned against the reference reduction written from the format's
-// definition (support/media_fixtures.h). Both digests from one read pass equal the independent ones, and a
-// copy made in the same pass is identical.
+// What the worker computes from a file's bytes: the envelope (an interface with the companion search
+// program, pinned against the reduction written from the format's definition) and the digests and copy.
 
 #include <gtest/gtest.h>
 
@@ -33,7 +31,6 @@ QByteArray BytesOf(const std::vector<int16_t>& samples) {
 std::vector<uint16_t> Reference(const std::vector<int16_t>& samples) {
     return test::ReduceSamples(BytesOf(samples));
 }
-
 std::vector<uint16_t> ValuesOf(const Envelope& e) {
     return std::vector<uint16_t>(e.Values(), e.Values() + e.Count());
 }
@@ -60,6 +57,7 @@ std::vector<int16_t> Block(std::initializer_list<std::pair<size_t, int16_t>> sam
     return b;
 }
 
+// Catches a wrong peak, mean, sub-block boundary or absolute value (the -32768 wrap included).
 TEST(Envelope, OneBlockValues) {
     const struct {
         const char* name;
@@ -84,18 +82,17 @@ TEST(Envelope, OneBlockValues) {
         for (int16_t s : c.block) {
             one.AddSample(s);
         }
-        ASSERT_EQ(one.Count(), 1);
-        EXPECT_EQ(one.Values()[0], c.expected);
+        EXPECT_EQ(ValuesOf(one), std::vector<uint16_t>{c.expected});
         EXPECT_EQ(Reference(c.block), ValuesOf(one));
     }
 }
 
+// Catches state lost between calls when samples arrive in chunks that split blocks and sub-blocks.
 TEST(Envelope, BulkFeedingMatchesTheReferenceAtEveryChunkBoundary) {
     const auto samples = Noise(480 * 7 + 123, 7);
     const auto expected = Reference(samples);
     ASSERT_EQ(expected.size(), 7u);  // the partial last block gives no value
-    for (size_t chunk : {size_t(1), size_t(2), size_t(47), size_t(48), size_t(479), size_t(480), size_t(481),
-                         size_t(960), size_t(1001), samples.size()}) {
+    for (size_t chunk : {size_t(1), size_t(47), size_t(48), size_t(479), size_t(481), size_t(1001)}) {
         SCOPED_TRACE(chunk);
         Envelope e(480, 8);
         for (size_t i = 0; i < samples.size(); i += chunk) {
@@ -106,24 +103,7 @@ TEST(Envelope, BulkFeedingMatchesTheReferenceAtEveryChunkBoundary) {
     }
 }
 
-TEST(Envelope, RingWrapsAtCapacityAndResetKeepsOnlyThePosition) {
-    const auto samples = Noise(480 * 3 + 220, 5);
-    const auto expected = Reference(samples);
-    Envelope e(480, 2);
-    e.AddSamples(samples.data(), samples.size());
-    EXPECT_EQ(e.Count(), 2);
-    EXPECT_EQ(e.BlocksCompleted(), 3u);
-    EXPECT_EQ(e.Values()[0], expected[2]);
-    EXPECT_EQ(e.Values()[1], expected[1]);
-    e.Reset();
-    EXPECT_EQ(e.Count(), 0);
-    EXPECT_EQ(e.BlocksCompleted(), 0u);
-    // The 220 samples of the open block are dropped; the next value goes to slot 1.
-    e.AddSamples(samples.data(), 480);
-    EXPECT_EQ(e.Count(), 1);
-    EXPECT_EQ(e.Values()[1], expected[0]);
-}
-
+// Catches a wrong count, capacity or duration of a raw file, and chunked reading that loses samples.
 TEST(Envelope, RawFileSizes) {
     const struct {
         const char* name;
@@ -153,8 +133,7 @@ TEST(Envelope, RawFileSizes) {
         EXPECT_EQ(r.envelope->Capacity(), c.capacity);
         EXPECT_EQ(r.duration, c.duration);
         EXPECT_EQ(ValuesOf(*r.envelope), Reference(samples));
-        // The stored form: the values as 16-bit little-endian (written to a file by the command line's
-        // envelope command, whose test checks the file); no file when there are none.
+        // The stored form; no file written when there are no values.
         EXPECT_EQ(test::ValuesOfBlob(r.envelope->Blob()), Reference(samples));
         EXPECT_EQ(r.envelope->WriteValues(dir.File(QStringLiteral("env.bin"))), c.count > 0);
     }
@@ -165,19 +144,18 @@ QString Hex(const QByteArray& bytes, QCryptographicHash::Algorithm algorithm) {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, algorithm).toHex());
 }
 
+// Catches digests or a copy that lose bytes at a read-chunk boundary, and an old copy overwritten in place.
 TEST(Digests, EqualIndependentDigestsAtChunkBoundariesAndCopyInTheSamePass) {
     test::TempDir dir;
     QRandomGenerator random(12345);
     constexpr qint64 kMiB = 1024 * 1024;
-    for (const qint64 size : {qint64(0), qint64(1), qint64(64 * 1024 - 1), qint64(64 * 1024 + 1),
-                              4 * kMiB - 1, 4 * kMiB, 4 * kMiB + 1, 9 * kMiB + 12345}) {
+    for (const qint64 size : {qint64(0), qint64(1), qint64(64 * 1024 + 1), 4 * kMiB, 4 * kMiB + 1}) {
         SCOPED_TRACE(size);
         QByteArray bytes(size, Qt::Uninitialized);
         for (char& c : bytes) {
             c = static_cast<char>(random.bounded(256));
         }
         const QString source = dir.Write(QStringLiteral("data %1.bin").arg(size), bytes);
-        // An older, longer file of the copy's name is replaced, not overwritten in place.
         const QString target = dir.Write(QStringLiteral("copy/data.bin"), QByteArray(size + 3, 'x'));
         bool copied = false;
         for (const FileDigests& d : {DigestFile(source), CopyAndDigest(source, target, &copied)}) {
@@ -187,14 +165,13 @@ TEST(Digests, EqualIndependentDigestsAtChunkBoundariesAndCopyInTheSamePass) {
             EXPECT_EQ(d.sha256, Hex(bytes, QCryptographicHash::Sha256));
         }
         EXPECT_TRUE(copied);
-        QFile f(target);
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        EXPECT_TRUE(f.readAll() == bytes);
+        EXPECT_TRUE(test::ReadFile(target) == bytes);
     }
     EXPECT_FALSE(DigestFile(dir.File(QStringLiteral("missing"))).ok);
     EXPECT_FALSE(DigestFile(dir.Path()).ok);  // a folder
 }
 
+// Catches a failed copy reported as done, or one that leaves a partial file or removes a folder.
 TEST(Digests, FailedCopyLeavesNoPartialTarget) {
     test::TempDir dir;
     const QString source = dir.Write(QStringLiteral("source.bin"), "abc");

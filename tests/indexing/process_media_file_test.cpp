@@ -1,6 +1,5 @@
-// The indexing worker with the real sox, ffmpeg, ffprobe and id3-tags-cli on media made at test time, and
-// with fake tools for the failure paths. Rows are checked against independent digests and an
-// independent reduction of SoX's own output for the same file.
+// The indexing worker with the real tools on media made at test time, and fake tools for the failures.
+// Rows are checked against independent digests and an independent reduction of SoX's output.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +12,8 @@
 
 #include "indexing/digests.h"
 #include "indexing/process_media_file.h"
-#include "indexing_test_support.h"
+#include "support/indexing_sandbox.h"
+#include "util/synchronize.h"
 #include "util/text_utils.h"
 
 namespace tembrix {
@@ -31,11 +31,8 @@ const QString kTaggedInfo = QStringLiteral(
 const QString kTooShort = QStringLiteral("Очень маленький размер аудио данных!");
 const QString kConversionError = QStringLiteral("Ошибка конвертирования в DAT формат!");
 const QString kExtractionError = QStringLiteral("Ошибка извлечения аудио данных из видео!");
-// Fake SoX bodies that write 62 s of raw audio, then fail in two ways.
-const char kLongRawThenFail[] =
-    "for l; do :; done; head -c 5952000 /dev/zero > \"$l\"\n"
-    "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2";
-const char kLongRawThenExit2[] = "for l; do :; done; head -c 5952000 /dev/zero > \"$l\"; exit 2";
+// Fake SoX: 62 s of raw audio, then a failure.
+#define LONG_RAW "for l; do :; done; head -c 5952000 /dev/zero > \"$l\"\n"
 
 // Runs one worker on its own thread and waits for it (delivering its calls onto this thread).
 QString Index(IndexingSandbox& box, const QString& path, const WorkerSetup& setup, int workerNumber = 0) {
@@ -64,8 +61,7 @@ QStringList FilesBelow(const QString& folder) {
     return files;
 }
 
-// The row's file fields against the file itself and independent digests; its envelope against the
-// reference, with index_size and duration (raw bytes / 96000) agreeing with it.
+// The row's file fields against the file and independent digests; its envelope against the reference.
 void ExpectRow(const StoredRow& row, const QString& file, const char* type, int allTracks, int track,
                const std::vector<uint16_t>& reference) {
     const QFileInfo info(file);
@@ -75,9 +71,7 @@ void ExpectRow(const StoredRow& row, const QString& file, const char* type, int 
     EXPECT_EQ(row.record.type, QString::fromUtf8(type));
     EXPECT_EQ(row.record.source_size, info.size());
     EXPECT_EQ(row.record.created, DateTimeText(info.lastModified()));
-    QFile f(file);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
+    const QByteArray bytes = test::ReadFile(file);
     EXPECT_EQ(row.record.md5.toLatin1(), QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex());
     EXPECT_EQ(row.record.sha2.toLatin1(),
               QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
@@ -89,8 +83,8 @@ void ExpectRow(const StoredRow& row, const QString& file, const char* type, int 
     EXPECT_EQ(row.record.duration, static_cast<int>(reference.size() / 100));
 }
 
-// One real path per kind of input: direct audio with and without tags, audio that ffmpeg extracts first,
-// a video whose three tracks each become a row. Each envelope must equal the reference of its track.
+// Catches a wrong field, digest, envelope, track number or tag info on each path (direct audio, audio
+// through ffmpeg, a video's tracks), and work files left behind.
 TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
     auto& media = MediaFixtures::Instance();
     const struct {
@@ -121,6 +115,7 @@ TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
     }
 }
 
+// Catches the tools reading the wrong file for the copy setting, and a copy left in the work folder.
 TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRead) {
     const QString source = MediaFixtures::Instance().Tone(QStringLiteral(".mp3"), 61, 2);
     const QString name = QStringLiteral("-Песня '№1'  \"ёлка\" $HOME.mp3");
@@ -131,7 +126,6 @@ TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRe
         QDir().mkpath(folder);
         const QString file = folder + u'/' + name;
         ASSERT_TRUE(QFile::copy(source, file));
-        // SoX notes the file it was given, then does the real work.
         const QString note = box.dir.File(QStringLiteral("sox-input.txt"));
         WorkerSetup setup = box.RealSetup();
         setup.soxPath = WriteFakeTool(
@@ -139,18 +133,17 @@ TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRe
             QStringLiteral("printf '%s\\n' \"$1\" >> '%1'; exec '%2' \"$@\"").arg(note, test::RealSox()));
         setup.copyToWorkDir = copy;
         EXPECT_EQ(Index(box, file, setup, 3), QString());
-        QFile f(note);
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        EXPECT_EQ(QString::fromUtf8(f.readAll()),
-                  (copy ? box.WorkDir() + QStringLiteral("/3/") + name : file) + u'\n');
+        EXPECT_EQ(test::ReadText(note), (copy ? box.WorkDir() + QStringLiteral("/3/") + name : file) + u'\n');
         const auto rows = ReadRows(box.DbPath());
         ASSERT_EQ(rows.size(), 1u);
         ExpectRow(rows[0], file, "аудио", 1, 0, test::ReferenceEnvelopeOf(source));
-        EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());  // the copy is deleted at the end
+        EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());
         EXPECT_TRUE(QFileInfo::exists(file));
     }
 }
 
+// Catches a failed, crashed or lying tool (exit 0 with FAIL, partial output) leading to a stored row or
+// the wrong message, a leftover data.dat taken for this file's, and raw files left behind.
 TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     auto& media = MediaFixtures::Instance();
     const QString wav = media.Tone(QStringLiteral(".wav"), 61);
@@ -174,10 +167,10 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
         {"no sox", "-", nullptr, nullptr, wav, kConversionError, 0},
         {"sox writes nothing", "exit 0", nullptr, nullptr, wav, kConversionError, 0},
         {"sox crashes", "kill -SEGV $$", nullptr, nullptr, wav, kConversionError, 0},
-        // A full disk: SoX reports the failure and still exits 0, leaving a file long enough to pass.
-        {"sox reports FAIL, exits 0", kLongRawThenFail, nullptr, nullptr, wav, kConversionError, 0},
-        {"sox exits non-zero after writing", kLongRawThenExit2, nullptr, nullptr, wav, kConversionError, 0},
-        // One byte under 60 s, from SoX directly and after ffmpeg.
+        {"sox reports FAIL, exits 0",
+         LONG_RAW "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2",
+         nullptr, nullptr, wav, kConversionError, 0},
+        {"sox exits non-zero after writing", LONG_RAW "exit 2", nullptr, nullptr, wav, kConversionError, 0},
         {"sox writes a short file", "for l; do :; done; head -c 5759999 /dev/zero > \"$l\"", nullptr, nullptr,
          wav, kTooShort, 0},
         {"short track through ffmpeg", nullptr, nullptr, nullptr, media.Tone(QStringLiteral(".m4a"), 59),
@@ -187,23 +180,19 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
         {"ffmpeg exits non-zero after writing", nullptr, "ffmpeg \"$@\"; exit 1", nullptr, m4a,
          kExtractionError, 0},
         {"sox fails after ffmpeg", "exit 1", nullptr, nullptr, m4a, kConversionError, 0},
-        // Only a readable container without audio is a success without a row; a container ffprobe cannot
-        // read, or no ffprobe to read it, is an extraction failure.
         {"video without audio", nullptr, nullptr, nullptr, media.Video(0), QString(), 0},
         {"damaged container", nullptr, nullptr, nullptr, damaged, kExtractionError, 0},
         {"no ffprobe", nullptr, "exit 0", "-", mkv, kExtractionError, 0},
         {"ffprobe exits non-zero", nullptr, "exit 0", "echo 0; exit 1", mkv, kExtractionError, 0},
         {"ffprobe reports an error", nullptr, "exit 0", "echo 0; echo 'moov atom not found' >&2", mkv,
          kExtractionError, 0},
-        // A stray line counts as a track; the fourth extraction fails and the three rows before it stay.
         {"ffprobe stray line", nullptr, "real", "printf '1\\n2\\n3\\nstray\\n'", mkv, kExtractionError, 3},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         ASSERT_FALSE(c.file.isEmpty());
         IndexingSandbox box;
-        // Leftovers of an earlier worker: a long data.dat must not pass for this file's, and a folder
-        // that cannot be deleted as a file is logged while the work goes on.
+        // Leftovers of an earlier worker: a long data.dat, and a folder (logged, the work goes on).
         box.dir.Write(QStringLiteral("work/0/data.dat"), QByteArray(6000000, '\x7f'));
         box.dir.Write(QStringLiteral("work/0/nested/old.wav"), "x");
         const QString tools = box.dir.File(QStringLiteral("tools"));
@@ -228,7 +217,6 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
         EXPECT_EQ(ReadRows(box.DbPath()).size(), c.rows);
         EXPECT_TRUE(box.LogHas(QStringLiteral("Clear work directory error")));
         EXPECT_EQ(box.LogHas(QStringLiteral("Insert record error")), c.status == kTooShort);
-        // No raw file outlives these endings, nor the wave file of a short track.
         for (const QString& left : FilesBelow(box.WorkDir())) {
             EXPECT_FALSE(left.endsWith(QLatin1String("/data.dat")) ||
                          (c.status == kTooShort && left.endsWith(QLatin1String("/data.wav"))))
@@ -237,6 +225,8 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     }
 }
 
+// Catches a missing source, a FIFO (which would block the digest step for ever), a missing work folder,
+// an already stored path or a store without table Data going on to work or giving the wrong message.
 TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
     IndexingSandbox box;
     const QString missing = box.dir.File(QStringLiteral("gone.wav"));
@@ -245,8 +235,6 @@ TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
               QStringLiteral("Ошибка копирования исходного файла в рабочий каталог!"));
     setup.copyToWorkDir = false;
     EXPECT_EQ(Index(box, missing, setup), QStringLiteral("Ошибка чтения исходного файла!"));
-    // A FIFO with a media name would block the digest step for ever: it is refused, copied or not, and
-    // the digests refuse it too should it take a regular file's place after the check.
     const QString fifo = box.dir.File(QStringLiteral("pipe.wav"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     for (const bool copy : {true, false}) {
@@ -254,27 +242,24 @@ TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
         EXPECT_EQ(Index(box, fifo, setup), kStatusNotRegular);
     }
     EXPECT_FALSE(DigestFile(fifo).ok);
-    // Only one level is created: a work folder that does not exist cannot hold the subfolder.
     const QString file = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61);
     setup = box.RealSetup();
     setup.workDir = box.dir.File(QStringLiteral("missing/work"));
     EXPECT_EQ(Index(box, file, setup), QStringLiteral("Ошибка создания рабочего подкаталога!"));
     EXPECT_TRUE(ReadRows(box.DbPath()).empty());
-    // A stored path is refused before any work: nothing copied or hashed. (The same bytes under another
-    // path: the scheduler test's twin file.)
+    // A stored path is refused before anything is copied.
     ASSERT_EQ(Index(box, file), QString());
     QDir(box.WorkDir()).removeRecursively();
     EXPECT_EQ(Index(box, file), QStringLiteral("Уже проиндексирован!"));
     EXPECT_FALSE(QFileInfo::exists(box.WorkDir()));
-    // A database without table Data: the path look-up fails first.
     box.store.Disconnect();
     ASSERT_TRUE(box.store.Connect(box.dir.File(QStringLiteral("bare.db"))));
     EXPECT_EQ(Index(box, file), QStringLiteral("Ошибка выполнения запроса 1!"));
 }
 
+// Catches the wrong tag tool asked: id3-tags/ for direct audio, beside the program for audio through
+// ffmpeg; a missing tool leaves the info empty.
 TEST(ProcessMediaFile, TagToolIsTakenFromTwoPlaces) {
-    // Direct audio asks id3-tags/id3-tags-cli, audio through ffmpeg asks id3-tags-cli beside the program;
-    // a missing tag tool leaves the info empty.
     IndexingSandbox box;
     const QString program = box.dir.File(QStringLiteral("program"));
     WriteFakeTool(program, QStringLiteral("id3-tags-cli"), QStringLiteral("echo 'Artist: beside'"));

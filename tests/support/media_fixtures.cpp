@@ -16,28 +16,21 @@ namespace tembrix::test {
 
 namespace {
 
-// The words of `text`.
 QStringList Words(const QString& text) {
     return text.split(u' ');
 }
 
 const QStringList kFfmpeg = Words("-hide_banner -loglevel error -y -nostdin");
 
-// Runs a tool to completion (SoX in its repeatable mode, so a reference is made as the worker makes its
-// envelope); true when it exited with 0.
+// Runs a tool to its end (SoX in its repeatable mode, as the worker runs it); true on exit status 0.
 bool RunTool(const QString& program, const QStringList& args) {
     QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("SOX_OPTS"), QStringLiteral("-R"));
-    p.setProcessEnvironment(env);
+    p.setEnvironment(QProcess::systemEnvironment() << QStringLiteral("SOX_OPTS=-R"));
     p.setStandardInputFile(QProcess::nullDevice());
     p.setProcessChannelMode(QProcess::MergedChannels);
     p.start(program, args);
-    if (!p.waitForStarted(-1)) {
-        return false;
-    }
-    p.waitForFinished(-1);
-    return p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+    return p.waitForStarted(-1) && p.waitForFinished(-1) && p.exitStatus() == QProcess::NormalExit &&
+           p.exitCode() == 0;
 }
 
 }  // namespace
@@ -58,7 +51,6 @@ QString MediaFixtures::Made(const QString& name, const QString& program, QString
         return m_made.value(name);
     }
     const QString path = QDir(m_folder).filePath(name);
-    // Made under a name of this process, then renamed: another process never sees half a file.
     const QString partial = QDir(m_folder).filePath(
         QStringLiteral("partial-%1-%2").arg(QCoreApplication::applicationPid()).arg(name));
     bool made = QFileInfo(path).size() > 0;
@@ -74,7 +66,6 @@ QString MediaFixtures::Made(const QString& name, const QString& program, QString
 
 QString MediaFixtures::Tone(const QString& extension, int seconds, int variant) {
     const QString stem = QStringLiteral("tone-%1s-v%2").arg(seconds).arg(variant);
-    // The variants differ in pitch and in the speed and depth of the tremolo.
     const QString wav =
         Made(stem + QStringLiteral(".wav"), RealSox(),
              Words(QStringLiteral("-n -r 22050 -c 1 -b 16 {out} synth %1 sine %2 tremolo %3 %4")
@@ -85,7 +76,6 @@ QString MediaFixtures::Tone(const QString& extension, int seconds, int variant) 
     if (wav.isEmpty() || extension == QLatin1String(".wav")) {
         return wav;
     }
-    // SoX writes no MP4 audio: ffmpeg does.
     return extension == QLatin1String(".m4a")
                ? Made(stem + extension, RealFfmpeg(),
                       kFfmpeg + QStringList{QStringLiteral("-i"), wav, QStringLiteral("{out}")})
@@ -109,9 +99,6 @@ QString MediaFixtures::Video(int audioTracks) {
 
 QString MediaFixtures::Tagged(const QString& extension) {
     const QString wav = Tone(QStringLiteral(".wav"), 61, 5);
-    if (wav.isEmpty()) {
-        return QString();
-    }
     QStringList args = kFfmpeg + QStringList{QStringLiteral("-i"), wav};
     for (const char* tag : {"artist=Исполнитель Тест", "title=Title One", "album=Album X", "date=2001",
                             "track=7", "genre=Rock"}) {
@@ -158,7 +145,6 @@ std::vector<uint16_t> ReduceSamples(const QByteArray& raw) {
     uint32_t peaks[10] = {};
     for (qsizetype i = 0; i < raw.size() / 2; ++i) {
         const auto s = static_cast<int16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
-        // |s| in 16 bits is still -32768 for -32768, sign-extended.
         const uint32_t a = s == -32768 ? 4294934528u : static_cast<uint32_t>(s < 0 ? -s : s);
         peaks[i % 480 / 48] = std::max(peaks[i % 480 / 48], a);
         if (i % 480 == 479) {
@@ -214,11 +200,8 @@ bool WaitForFile(const QString& path) {
 
 bool ProcessGone(int pid) {
     const auto gone = [pid] {
-        if (::kill(pid, 0) != 0) {
-            return true;
-        }
         QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (!stat.open(QIODevice::ReadOnly)) {
+        if (::kill(pid, 0) != 0 || !stat.open(QIODevice::ReadOnly)) {
             return true;
         }
         const QByteArray text = stat.readAll();

@@ -1,8 +1,7 @@
 #pragma once
-// Media made at test time with the real sox and ffmpeg. Each fixture is made once, on first use, into a
-// folder of the build tree (test-media/), written under a temporary name and renamed when complete, so
-// the test processes of one run (ctest starts one per test, several at once) share them. Content is
-// cheap for the tools: mono 22050 Hz tones with a slow tremolo, so each envelope varies over time.
+// Media made with the real sox and ffmpeg, once, into test-media/ of the build tree (written under a
+// temporary name and renamed, so the test processes of one run share them): mono 22050 Hz tones with a
+// slow tremolo, so each envelope varies over time.
 
 #include <QMap>
 #include <QString>
@@ -13,19 +12,14 @@ namespace tembrix::test {
 
 class MediaFixtures {
 public:
-    // The fixtures of this process.
     static MediaFixtures& Instance();
 
-    // A tone in the format of `extension` (with its dot): ".m4a" or any format sox writes (".wav", ".mp3",
-    // ".ogg", ".flac", …). `variant` selects one of several distinct signals (different pitch and tremolo,
-    // hence different bytes and envelope). "" when the file could not be made.
+    // A tone as ".m4a" or any format sox writes; `variant` picks another pitch and tremolo. "" on failure.
     QString Tone(const QString& extension, int seconds, int variant = 0);
-    // A Matroska video, 61 s, tiny black picture, with `audioTracks` audio tracks (0 = none); track t is
-    // Tone variant t + 1, so each track has its own envelope.
+    // A 61 s Matroska video with `audioTracks` tracks (0 = none); track t is Tone variant t + 1.
     QString Video(int audioTracks);
-    // A 61 s file with tags: artist "Исполнитель Тест", title "Title One", album "Album X", year 2001,
-    // track 7, genre "Rock". ".mp3" (ID3v2), ".m4a" (MP4), ".wav" (RIFF INFO), ".aiff" (ID3 chunk),
-    // ".wma" (ASF).
+    // A 61 s file (".mp3", ".m4a", ".wav", ".aiff", ".wma") tagged: artist "Исполнитель Тест", title
+    // "Title One", album "Album X", year 2001, track 7, genre "Rock".
     QString Tagged(const QString& extension);
 
 private:
@@ -37,31 +31,26 @@ private:
     QMap<QString, QString> m_made;  // name -> path ("" when making failed)
 };
 
-// The real tools and the folder of the built programs (which holds id3-tags-cli and id3-tags/).
 QString RealSox();
 QString RealFfmpeg();
+// The folder of the built programs (with id3-tags-cli and id3-tags/).
 QString ProgramDir();
 
-// Writes an executable /bin/sh script `name` into `folder` (created when missing) whose body follows
-// the "#!/bin/sh" line, and returns its path.
+// Writes an executable /bin/sh script `folder`/`name` (folder created) with `body`; returns its path.
 QString WriteFakeTool(const QString& folder, const QString& name, const QString& body);
-
-// Waits (up to a minute) until `path` exists; false if it never did.
+// Waits (up to a minute) until `path` exists.
 bool WaitForFile(const QString& path);
-
-// True when process `pid` has ended: it no longer exists, or it is a zombie waiting to be reaped by
-// whoever inherited it. Waits up to a few seconds for a killed process to go.
+// True when process `pid` is gone or a zombie; waits a few seconds for a killed one.
 bool ProcessGone(int pid);
 
-// The envelope of `file` (of its audio track `track` when not -1, which ffmpeg writes to a WAV file
-// first, as the worker has it done) as an independent reference: the real SoX converts it as the worker
-// does, in its repeatable mode, and ReduceSamples reduces the raw output. Empty on failure.
+// An independent envelope of `file` (of audio track `track`, extracted by ffmpeg, unless -1): the real
+// SoX converts it as the worker does and ReduceSamples reduces the output. Empty on failure.
 std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file, int track = -1);
-// Raw little-endian samples reduced as the envelope format defines: every 480 samples, the mean (rounded
-// down) of the ten 48-sample peaks of |s|, where |-32768| counts as 4294934528 and the sum wraps modulo
-// 2^32. A trailing part block gives no value.
+// The envelope format from its definition: per 480 little-endian samples, the mean (rounded down) of the
+// ten 48-sample peaks of |s|, |-32768| being 4294934528 and the sum wrapping modulo 2^32; no value for a
+// trailing part block.
 std::vector<uint16_t> ReduceSamples(const QByteArray& raw);
-// The values of an envelope blob.
+// The values of an envelope blob (16-bit little-endian).
 std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob);
 
 }  // namespace tembrix::test

@@ -23,3 +23,16 @@ QString TempDir::Write(const QString& name, const QByteArray& bytes) const {
 }
 
 }  // namespace tembrix::test
+
+namespace tembrix::test {
+
+QByteArray ReadFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QString ReadText(const QString& path) {
+    return QString::fromUtf8(ReadFile(path));
+}
+
+}  // namespace tembrix::test

@@ -1,8 +1,10 @@
 #pragma once
 // A temporary folder for one test, removed with everything in it at the end of the scope.
 
+#include <QByteArray>
 #include <QString>
 #include <QTemporaryDir>
+#include <ostream>
 
 namespace tembrix::test {
 
@@ -19,5 +21,10 @@ public:
 private:
     QTemporaryDir m_dir;
 };
+
+// The whole content of a file; empty when it cannot be read.
+QByteArray ReadFile(const QString& path);
+// The same as UTF-8 text.
+QString ReadText(const QString& path);
 
 }  // namespace tembrix::test

@@ -13,9 +13,10 @@
 namespace tembrix {
 namespace {
 
+// Catches a call run off the main thread, twice, out of order, or after its caller went on.
 TEST(Synchronize, ManyWorkersEachSeeTheirCallsRunInOrderOnTheMainThread) {
     constexpr int kWorkers = 4;
-    constexpr int kCallsEach = 200;
+    constexpr int kCallsEach = 50;
     // Written only on the main thread, by the synchronised calls; read by the workers after each call.
     std::vector<std::vector<int>> seen(kWorkers);
     int offMainThread = 0;
@@ -53,8 +54,7 @@ TEST(Synchronize, ManyWorkersEachSeeTheirCallsRunInOrderOnTheMainThread) {
 }
 
 TEST(Synchronize, ACallMayJoinAnotherWorkerThatIsWaitingForTheMainThread) {
-    // The outer worker's call joins the inner worker, whose own call is queued behind it: the join
-    // delivers it, instead of both waiting for ever.
+    // Catches a deadlock: the outer call joins the inner worker, whose call is queued behind it.
     std::vector<QString> order;
     std::unique_ptr<QThread> inner(QThread::create([&] {
         Synchronize([&] { order.push_back(QStringLiteral("inner")); });

@@ -1,11 +1,8 @@
 #pragma once
-// Shared by the worker and scheduler tests: a store with table Data in a temporary folder, its rows read
-// back, and the program log of the test.
+// For the worker and scheduler tests: a temporary folder with a store (table Data), a work folder and
+// the program log of the test, and the rows read back.
 
-#include <QByteArray>
-#include <QFile>
-#include <QString>
-#include <ostream>
+#include <QDir>
 #include <vector>
 
 #include "database/index_record.h"
@@ -13,14 +10,9 @@
 #include "database/sqlite.h"
 #include "indexing/process_media_file.h"
 #include "support/media_fixtures.h"
+#include "support/print_text.h"
 #include "support/temp_dir.h"
 #include "util/logs.h"
-#include "util/synchronize.h"
-
-// Readable failure messages for texts (found by argument-dependent look-up, so at global scope).
-inline void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace tembrix::test {
 
@@ -32,20 +24,16 @@ struct StoredRow {
 inline std::vector<StoredRow> ReadRows(const QString& dbPath) {
     std::vector<StoredRow> rows;
     SqliteConnection db;
-    if (!db.Open(dbPath)) {
-        return rows;
-    }
-    SqliteStatement q(db.Handle(), "SELECT * FROM Data ORDER BY id");
-    while (q.Next()) {
-        StoredRow row;
-        ReadRecordColumns(q, row.record, false);
-        row.blob = q.Blob(q.Column("index_data"));
-        rows.push_back(row);
+    if (db.Open(dbPath)) {
+        SqliteStatement q(db.Handle(), "SELECT * FROM Data ORDER BY id");
+        while (q.Next()) {
+            rows.push_back({{}, q.Blob(q.Column("index_data"))});
+            ReadRecordColumns(q, rows.back().record, false);
+        }
     }
     return rows;
 }
 
-// A temporary folder with a database (table Data), a work folder and the program log of the test.
 class IndexingSandbox {
 public:
     IndexingSandbox() {
@@ -63,10 +51,7 @@ public:
     QString DbPath() const { return dir.File(QStringLiteral("index.db")); }
     QString WorkDir() const { return dir.File(QStringLiteral("work")); }
     QString LogPath() const { return dir.File(QStringLiteral("program.log")); }
-    bool LogHas(const QString& message) const {
-        QFile f(LogPath());
-        return f.open(QIODevice::ReadOnly) && QString::fromUtf8(f.readAll()).contains(message);
-    }
+    bool LogHas(const QString& message) const { return ReadText(LogPath()).contains(message); }
     // The real tools, the built tag tool, copying on.
     WorkerSetup RealSetup() const {
         return WorkerSetup{WorkDir(), RealSox(), RealFfmpeg(), ProgramDir(), true};

@@ -1,5 +1,5 @@
-// The scheduler driving real workers (the window's and the command line's tests drive it through their
-// front ends): start checks, the job report, the thread limit and slots, stop, and the work folder.
+// The scheduler driving real workers: start checks, the job report, the thread limit and slots, stop,
+// and the work folder.
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@
 #include "app/indexing_scheduler.h"
 #include "app/settings.h"
 #include "indexing/process_runner.h"
-#include "indexing_test_support.h"
+#include "support/indexing_sandbox.h"
 #include "support/recording_messages.h"
 
 namespace tembrix {
@@ -76,21 +76,17 @@ QStringList Sorted(QStringList list) {
 }
 
 QStringList LinesOf(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts)
-                                       : QStringList();
+    return test::ReadText(path).split(u'\n', Qt::SkipEmptyParts);
 }
 
-// Everything is wrong at first; each step mends one thing and the next check refuses (each with its
-// message: the window's and the command line's tests). A tool setting naming a missing file is refused;
-// an empty one is filled in by the locator, beside the program first, then from PATH.
+// Catches a start check skipped or out of order (a busy work folder and a missing ffprobe included), a
+// missing tool setting accepted, and an empty one not filled in by the locator.
 TEST(IndexingScheduler, StartChecksComeInOrder) {
     Job job;
     const QString nowhere = QStringLiteral("/nowhere/tool");
     job.settings =
         Settings{nowhere, nowhere, QString(), job.box.dir.File(QStringLiteral("gone.db")), 1, true};
     const QString beside = job.box.dir.File(QStringLiteral("program/ffmpeg"));
-    // Another program holds the work folder first.
     std::unique_ptr<IndexingScheduler> other;
     const std::pair<std::function<void(Job&)>, Start> steps[] = {
         {[](Job&) {}, Start::NoWorkDir},
@@ -127,8 +123,8 @@ TEST(IndexingScheduler, StartChecksComeInOrder) {
     EXPECT_FALSE(job.scheduler.IsRunning());
 }
 
-// The tool settings are empty: the workers must get the tools the locator finds (on PATH here). The
-// report as shown, the statuses and the commit are the window's and the command line's cases.
+// Catches a wrong report (success, duplicate bytes, already stored, tracks and seconds), a report not
+// started afresh, workers not given the located tools, and a job with nothing to do not ending.
 TEST(IndexingScheduler, JobReportsEveryOutcome) {
     Job job;
     job.settings.soxPath.clear();
@@ -140,8 +136,6 @@ TEST(IndexingScheduler, JobReportsEveryOutcome) {
     ASSERT_TRUE(job.Run());
     EXPECT_EQ(job.scheduler.Successes(), QStringList{QStringLiteral("Обработан успешно: ") + ok});
 
-    // A second job with a report of its own: the first file again, the video and the first file's bytes
-    // under another path.
     job.queue.SetStatus(QString(), ok);
     job.queue.AddFile(video);
     job.queue.AddFile(twin);
@@ -156,13 +150,13 @@ TEST(IndexingScheduler, JobReportsEveryOutcome) {
     EXPECT_EQ(job.scheduler.SecondsIndexed(), 3 * 61);
     EXPECT_EQ(job.messages.shown, QStringList(2, QStringLiteral("Задание выполнено!")));
 
-    // Nothing is waiting now: the next job ends at its first tick and leaves the statuses alone.
     ASSERT_EQ(job.scheduler.StartExecute(), Start::Started);
     job.scheduler.Timer2Timer();
     EXPECT_FALSE(job.scheduler.IsRunning());
     EXPECT_EQ(job.queue.CountWithStatus(kStatusDone), 1);
 }
 
+// Catches two workers in one slot folder at once, and more workers than the thread limit.
 TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
     const struct {
         int slots;
@@ -174,16 +168,15 @@ TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
         Job job(c.slots, c.threads);
         const QString used = job.box.dir.File(QStringLiteral("used.txt"));
         const QString clash = job.box.dir.File(QStringLiteral("clash.txt"));
-        // SoX notes the folder of its input in `used`, and in `clash` when another run is using the same
-        // folder at the same moment; it writes 61 s of silence.
+        // SoX notes its folder in `used`, and in `clash` when another run is in it; writes 61 s of silence.
         job.settings.soxPath =
             job.FakeSox(QStringLiteral("d=$(dirname \"$1\")\n"
                                        "if [ -e \"$d/busy\" ]; then echo \"$d\" >> '%2'; fi\n"
-                                       "touch \"$d/busy\"; sleep 0.3; rm -f \"$d/busy\"\n"
+                                       "touch \"$d/busy\"; sleep 0.2; rm -f \"$d/busy\"\n"
                                        "echo \"$d\" >> '%1'\n"
                                        "for last; do :; done; head -c 5856000 /dev/zero > \"$last\"")
                             .arg(used, clash));
-        for (int v = 0; v < 6; ++v) {
+        for (int v = 0; v < 4; ++v) {
             job.Add(QStringLiteral(".wav"), v);
         }
         int mostInWork = 0;
@@ -199,7 +192,7 @@ TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
             mostInWork = std::max(mostInWork, inWork);
         });
         ASSERT_TRUE(job.Run());
-        EXPECT_EQ(job.queue.CountWithStatus(kStatusDone), 6);
+        EXPECT_EQ(job.queue.CountWithStatus(kStatusDone), 4);
         EXPECT_EQ(mostInWork, c.threads);
         EXPECT_TRUE(LinesOf(clash).isEmpty()) << LinesOf(clash).join(u' ').toStdString();
         QStringList folders;
@@ -211,11 +204,9 @@ TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
     }
 }
 
-// Stop stops whatever the tools are doing: each tool below never ends by itself. Stopping returns at
-// once (the caller's event loop keeps running while the workers end), and then the file in work is
-// "остановлен" with no row (not even the row of a video's track finished before the stop), no tool
-// process is left, the slot folders are gone and the files still waiting stay waiting. The same holds
-// when the job ends by StopAndWait (quiet: no message) or by destroying the scheduler.
+// Catches a stop that waits for a hung tool (each below never ends), blocks the caller, leaves a tool
+// running, stores a row (even a video track finished before the stop), or leaves slot folders; by Stop,
+// quiet StopAndWait and destroying the scheduler.
 TEST(IndexingScheduler, StopEndsHungToolsAndStoresNothing) {
     enum class Way { Stop, StopAndWaitQuiet, Destroy };
     const QString hang = QStringLiteral("trap '' TERM INT; echo $$ > '%1'; sleep 1000 & wait");
@@ -296,9 +287,9 @@ TEST(IndexingScheduler, StopEndsHungToolsAndStoresNothing) {
     }
 }
 
-// One program per work folder, and emptying it touches only what is ours: the slot folders 0 … n − 1
-// (n being the logical processor count however many slots were asked for), and only while we hold the
-// folder's lock. A crashed holder's lock is taken over; the lock follows a changed work folder setting.
+// Catches a work folder shared by two programs, emptying beyond slot folders 0 … n − 1 (n capped at the
+// logical processor count) or without the lock, a crashed holder's lock kept, and a lock not following
+// a changed work folder setting.
 TEST(IndexingScheduler, WorkFolderIsLockedAndOnlyItsSlotFoldersAreEmptied) {
     Job job(99999999, 99999999);
     const int slots = LogicalProcessors();
@@ -327,12 +318,10 @@ TEST(IndexingScheduler, WorkFolderIsLockedAndOnlyItsSlotFoldersAreEmptied) {
     EXPECT_TRUE(job.scheduler.HoldsWorkFolder());
     EXPECT_EQ(left(), Sorted(kept));
 
-    // A lock left by a holder that is gone (its process id names no process).
     job.scheduler.UnlockWorkFolder();
     job.box.dir.Write(QStringLiteral("work/.tembrix-work.lock"), "2147483646\ntembrix\n\n");
     EXPECT_TRUE(job.scheduler.LockWorkFolder());
 
-    // The setting moves: the lock goes with it and the old folder is free for another.
     job.settings.workDir = job.box.dir.File(QStringLiteral("other-work"));
     QDir().mkpath(job.settings.workDir);
     ASSERT_TRUE(job.scheduler.LockWorkFolder());

@@ -1,0 +1,165 @@
+// The program's own files: the settings INI file and where it and the program log live.
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QScopeGuard>
+
+#include "app/settings.h"
+#include "support/print_text.h"
+#include "support/recording_messages.h"
+#include "support/temp_dir.h"
+
+namespace tembrix {
+namespace {
+
+using test::ReadFile;
+
+Settings NonDefault() {
+    return Settings{QStringLiteral("/opt/ffmpeg/bin/ffmpeg"),
+                    QStringLiteral("/opt/sox/sox"),
+                    QStringLiteral("/mnt/ram"),
+                    QStringLiteral("/data/base.db"),
+                    3,
+                    false};
+}
+
+// All six values in one text, for comparing whole settings.
+QString Text(const Settings& s) {
+    return QStringLiteral("%1|%2|%3|%4|%5|%6")
+        .arg(s.ffmpegPath, s.soxPath, s.workDir, s.dbPath, QString::number(s.threads),
+             s.copyToWorkDir ? QStringLiteral("copy") : QStringLiteral("no copy"));
+}
+
+// Catches a path changed on its way through the INI file (quotes, separators, blanks, Cyrillic).
+TEST(Settings, RoundTripKeepsPathsWithAwkwardCharacters) {
+    test::TempDir dir;
+    test::RecordingMessages messages;
+    const QString ini = dir.File(QStringLiteral("tembrix.ini"));
+    for (const QString& path :
+         {QStringLiteral("/home/Музыка, старое/a;b/#c=d"), QStringLiteral(" \"/back\\slash\" ")}) {
+        SCOPED_TRACE(path.toStdString());
+        Settings written = NonDefault();
+        written.dbPath = path;
+        written.workDir = path + QStringLiteral("/work");
+        ASSERT_TRUE(WriteSettings(ini, written));
+        Settings read;
+        ASSERT_TRUE(ReadSettings(ini, read, 64));
+        EXPECT_EQ(Text(written), Text(read));
+    }
+    EXPECT_TRUE(messages.shown.isEmpty());
+}
+
+// Catches a wrong section or key, the flag not written as 1/0, and other keys of the file lost.
+TEST(Settings, WritesSectionsKeysAndBooleanAsOneOrZero) {
+    test::TempDir dir;
+    const QString ini =
+        dir.Write(QStringLiteral("t.ini"), "[Window]\nLeft=10\n[Indexing]\nThreads=8\nExtra=keep me\n");
+    Settings s = NonDefault();
+    for (const char* flag : {"CopyToWorkDir=0", "CopyToWorkDir=1"}) {
+        ASSERT_TRUE(WriteSettings(ini, s));
+        const QList<QByteArray> lines = ReadFile(ini).replace("\r\n", "\n").split('\n');
+        for (const char* line : {"[Utils]", "FFMPEG=/opt/ffmpeg/bin/ffmpeg", "SOX=/opt/sox/sox", "[Dirs]",
+                                 "WorkDir=/mnt/ram", "[DataBase]", "DBPath=/data/base.db", "[Indexing]",
+                                 "Threads=3", flag, "[Window]", "Left=10", "Extra=keep me"}) {
+            EXPECT_TRUE(lines.contains(QByteArray(line))) << line;
+        }
+        EXPECT_FALSE(lines.contains("Threads=8") ||
+                     lines.contains(s.copyToWorkDir ? "CopyToWorkDir=0" : "CopyToWorkDir=1"));
+        s.copyToWorkDir = true;
+    }
+}
+
+// Catches a key left unread, a bad number not read as the default, and the thread limit not capped.
+TEST(Settings, ThreadsAndCopyFlagOnReading) {
+    const struct {
+        const char* indexingSection;
+        const char* read;
+    } cases[] = {{"Threads=64\nCopyToWorkDir=1\n", "||||4|copy"},
+                 {"Threads=0\n", "||||0|copy"},
+                 {"Threads=many\nCopyToWorkDir=yes\n", "||||1|copy"},
+                 {"Threads= 2 \nCopyToWorkDir=7\n", "||||2|copy"},
+                 {"CopyToWorkDir=0\n", "||||1|no copy"}};
+    test::TempDir dir;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.indexingSection);
+        Settings s = NonDefault();
+        s.threads = 99;
+        s.copyToWorkDir = !QByteArray(c.read).endsWith("|copy");
+        ASSERT_TRUE(ReadSettings(
+            dir.Write(QStringLiteral("t.ini"), QByteArray("[Indexing]\n") + c.indexingSection), s, 4));
+        EXPECT_EQ(QString::fromUtf8(c.read), Text(s));
+    }
+}
+
+// Catches a hand-written value cut at a comma, semicolon, backslash or quote.
+TEST(Settings, HandWrittenValuesAreTakenWhole) {
+    test::TempDir dir;
+    const QByteArray content =
+        "\xEF\xBB\xBF; settings\r\n[Utils]\r\nFFMPEG=/opt/ff, mpeg/ffmpeg\r\nSOX = /opt/sox;1/sox \r\n"
+        "[Dirs]\r\nWorkDir=/tmp/a\\b\r\n[DataBase]\r\nDBPath=\"/home/user/Музыка/база.db\"\r\n"
+        "[Indexing]\r\nThreads=2\r\nCopyToWorkDir=0\r\n";
+    Settings s;
+    ASSERT_TRUE(ReadSettings(dir.Write(QStringLiteral("t.ini"), content), s, 8));
+    EXPECT_EQ(
+        QStringLiteral("/opt/ff, mpeg/ffmpeg|/opt/sox;1/sox|/tmp/a\\b|/home/user/Музыка/база.db|2|no copy"),
+        Text(s));
+}
+
+// Catches reading that creates or rewrites the file, and failures to read or write not shown.
+TEST(Settings, ReadingChangesNoFileAndFailuresSaySo) {
+    test::TempDir dir;
+    test::RecordingMessages messages;
+    const QString absent = dir.File(QStringLiteral("absent.ini"));
+    Settings s = NonDefault();
+    EXPECT_TRUE(ReadSettings(absent, s, 8));
+    EXPECT_EQ(Text(NonDefault()), Text(s));
+    EXPECT_FALSE(QFileInfo::exists(absent));
+    const QByteArray content = "[Indexing]\r\nThreads=2\r\n[Other]\r\nKey=1\r\n";
+    const QString ini = dir.Write(QStringLiteral("tembrix.ini"), content);
+    ASSERT_TRUE(ReadSettings(ini, s, 8));
+    EXPECT_EQ(content, ReadFile(ini));
+    EXPECT_TRUE(messages.shown.isEmpty());
+
+    s = NonDefault();
+    ASSERT_TRUE(QDir().mkpath(dir.File(QStringLiteral("t.ini"))));
+    EXPECT_FALSE(ReadSettings(dir.File(QStringLiteral("t.ini")), s, 8));
+    EXPECT_EQ(Text(NonDefault()), Text(s));
+    EXPECT_FALSE(WriteSettings(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/t.ini"), s));
+    EXPECT_EQ((QStringList{QStringLiteral("Ошибка чтения INI файла!"),
+                           QStringLiteral("Ошибка записи INI файла! ")}),
+              messages.shown);
+}
+
+// Catches the files put in the fall-back folder while the program folder is writable, or not moved
+// there when it is not (a folder under a regular file, which stops even root); Locate creates nothing.
+TEST(ProgramFiles, ProgramFolderOrFallBack) {
+    test::TempDir dir;
+    const QString dataHome = dir.File(QStringLiteral("data-home"));
+    const bool hadHome = qEnvironmentVariableIsSet("XDG_DATA_HOME");
+    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
+    qputenv("XDG_DATA_HOME", dataHome.toUtf8());
+    const auto restore =
+        qScopeGuard([&] { hadHome ? qputenv("XDG_DATA_HOME", oldHome) : qunsetenv("XDG_DATA_HOME"); });
+    const ProgramFiles files = ProgramFiles::Settle(dir.Write(QStringLiteral("prog/tembrix"), ""));
+    EXPECT_EQ(dir.File(QStringLiteral("prog")), files.programDir);
+    EXPECT_EQ(dir.File(QStringLiteral("prog/tembrix.ini")), files.iniPath);
+    EXPECT_EQ(dir.File(QStringLiteral("prog/tembrix.log")), files.logPath);
+    EXPECT_FALSE(QFileInfo::exists(dataHome));
+
+    const QString program = dir.Write(QStringLiteral("blocker"), "") + QStringLiteral("/bin/tembrix");
+    const QString folder = dataHome + QStringLiteral("/Вокалис");
+    EXPECT_EQ(folder, FallbackSettingsFolder());
+    const ProgramFiles located = ProgramFiles::Locate(program);
+    EXPECT_EQ(folder + QStringLiteral("/tembrix.ini"), located.iniPath);
+    EXPECT_EQ(folder + QStringLiteral("/tembrix.log"), located.logPath);
+    EXPECT_FALSE(QFileInfo::exists(folder));
+    const ProgramFiles settled = ProgramFiles::Settle(program);
+    EXPECT_EQ(located.iniPath, settled.iniPath);
+    EXPECT_EQ(located.logPath, settled.logPath);
+    EXPECT_TRUE(QFileInfo(folder).isDir());
+}
+
+}  // namespace
+}  // namespace tembrix
