@@ -132,7 +132,13 @@ private:
         [](sqlite3_file* f, int* r) { return Real(f)->pMethods->xCheckReservedLock(Real(f), r); },
         [](sqlite3_file* f, int op, void* a) { return Real(f)->pMethods->xFileControl(Real(f), op, a); },
         [](sqlite3_file* f) { return Real(f)->pMethods->xSectorSize(Real(f)); },
-        [](sqlite3_file* f) { return Real(f)->pMethods->xDeviceCharacteristics(Real(f)); }};
+        [](sqlite3_file* f) { return Real(f)->pMethods->xDeviceCharacteristics(Real(f)); },
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr};
 
     static inline FailingVfs* s_self = nullptr;
     std::string m_path;
