@@ -170,15 +170,9 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     const uint16_t envelope[2] = {0x0201, 0x0403};
     // Without envelope bytes for a non-empty envelope the insert half cannot be made; nothing changes.
     int64_t newId = -7;
+    int deletedRows = -1;
     EXPECT_EQ(store.InsertReplacement(r, nullptr, newId), TDataModule1::kFailed);
     EXPECT_EQ(newId, -7);
-    EXPECT_EQ(rows(), before);
-    ASSERT_TRUE(store.Busy().TryAcquire());
-    EXPECT_EQ(store.InsertReplacement(r, envelope, newId), TDataModule1::kBusy);
-    int deletedRows = -1;
-    EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, 99, deletedRows),
-              TDataModule1::kBusy);
-    store.Busy().Release();
     EXPECT_EQ(rows(), before);
 
     // The new row comes first; the delete half then removes only the older rows of its track.
@@ -201,10 +195,14 @@ TEST_F(StoreTest, HeldBusyFlagGivesEveryOperationItsBusyResult) {
     IndexRecord out;
     std::vector<uint16_t> env;
     int32_t count = 0;
-    EXPECT_EQ((std::vector<int>{store.InsertRecordWithIndex(r, kValues), store.InsertRecord(r),
-                                store.FindTrack(r.md5, 1, 0), store.FindPath(r),
-                                store.DeleteTrack(QStringLiteral("busy"), 1, 0), store.DeleteById(1)}),
-              std::vector<int>(6, TDataModule1::kBusy));
+    int64_t newId = 0;
+    int deleted = 0;
+    EXPECT_EQ(
+        (std::vector<int>{
+            store.InsertRecordWithIndex(r, kValues), store.InsertRecord(r), store.FindTrack(r.md5, 1, 0),
+            store.FindPath(r), store.DeleteTrack(QStringLiteral("busy"), 1, 0), store.DeleteById(1),
+            store.InsertReplacement(r, kValues, newId), store.DeleteReplacedRows(r.md5, 1, 0, 99, deleted)}),
+        std::vector<int>(8, TDataModule1::kBusy));
     EXPECT_EQ((std::vector<bool>{store.DeleteFile(QStringLiteral("busy"), 1), store.Vacuum(), store.Commit(),
                                  Scalar("SELECT 1 AS res") != 0,
                                  store.QueryPairs(QStringLiteral("SELECT 1 AS par, 2 AS val"), a, b),
