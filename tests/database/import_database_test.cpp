@@ -58,16 +58,9 @@ constexpr char kWholeRow[] =
     "extension||'|'||type||'|'||audio_track||'|'||all_tracks||'|'||created||'|'||quote(info)||'|'||"
     "index_size||'|'||hex(index_data)";
 
-// `what` of every row in id order, read through a connection of its own: what the import committed.
+// `what` of every row in id order: what the import committed.
 QStringList Rows(const QString& path, const char* what = kWholeRow) {
-    SqliteConnection c;
-    EXPECT_TRUE(c.Open(path));
-    SqliteStatement q(c.Handle(), QStringLiteral("SELECT %1 FROM Data ORDER BY id").arg(what));
-    QStringList rows;
-    while (q.Next()) {
-        rows.append(q.Text(0));
-    }
-    return rows;
+    return test::Texts(path, QStringLiteral("SELECT %1 FROM Data ORDER BY id").arg(what));
 }
 
 QByteArray FileBytes(const QString& path) {

@@ -104,6 +104,17 @@ inline bool DamageRows(const QString& path) {
            f.write(QByteArray(bytes, '\xA5')) == bytes;
 }
 
+// The first column of each row `sql` gives, read through a connection of its own (what is committed).
+inline QStringList Texts(const QString& path, const QString& sql) {
+    SqliteConnection c;
+    QStringList texts;
+    SqliteStatement q(c.Open(path) ? c.Handle() : nullptr, sql);
+    while (q.Next()) {
+        texts.append(q.Text(0));
+    }
+    return texts;
+}
+
 // The import's closing lines.
 inline QStringList ImportSummary(int processed, int total, int ignored, int deleted, int added) {
     return {QString(), QStringLiteral("Обработано записей: %1 из %2").arg(processed).arg(total),
