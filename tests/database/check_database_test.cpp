@@ -25,12 +25,17 @@ struct CheckRun {
     bool finishedLast = false;  // nothing arrived after the finish notification
 };
 
-CheckRun RunCheck(CheckDatabase& worker) {
+// Runs `worker` to its end; with `stop`, asks it to stop when the first lines arrive (the closing pause is
+// then long: a stop must cut it short).
+CheckRun RunCheck(CheckDatabase& worker, bool stop = false) {
     CheckRun run;
-    worker.finishPauseMs = 0;
+    worker.finishPauseMs = stop ? 60000 : 0;
     worker.onLines = [&](const QStringList& lines) {
         EXPECT_TRUE(OnMainThread());
         run.lines += lines;
+        if (stop) {
+            worker.requestInterruption();
+        }
         run.finishedLast = false;
     };
     worker.onFailure = [&](const QString& error) {
@@ -178,22 +183,12 @@ TEST_F(CheckDatabaseTest, StopInAPassEndsItAndSkipsTheRowsOfTheRest) {
     CheckDatabase whole(store);
     const QStringList all = RunCheck(whole).lines;
     CheckDatabase worker(store);
-    worker.finishPauseMs = 60000;  // a stop cuts the closing pause short
-    QStringList lines;
-    int finishes = 0;
-    worker.onLines = [&](const QStringList& batch) {
-        lines += batch;
-        worker.requestInterruption();
-    };
-    worker.onFinish = [&] {
-        ++finishes;
-        EXPECT_EQ(worker.progress.load(), 100);
-    };
-    test::RunToEnd(worker);
-    ASSERT_FALSE(lines.isEmpty());
-    EXPECT_LT(lines.size(), all.size());
-    EXPECT_EQ(lines, all.mid(0, lines.size()));
-    EXPECT_EQ(finishes, 1);
+    const CheckRun run = RunCheck(worker, true);
+    ASSERT_FALSE(run.lines.isEmpty());
+    EXPECT_LT(run.lines.size(), all.size());
+    EXPECT_EQ(run.lines, all.mid(0, run.lines.size()));
+    EXPECT_EQ(run.finishes, 1);
+    EXPECT_EQ(run.finishProgress, 100);
 }
 
 // Catches a worker destroyed in its closing pause or in a notification that hangs or loses the finish.
