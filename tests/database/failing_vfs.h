@@ -1,19 +1,15 @@
 #pragma once
-// A file-system fault for SQLite, for tests that run as root (where a read-only file mode stops
-// nothing) and cannot mount a small file system: a VFS put in front of SQLite's default one, and made
-// the default while it lives, that fails what happens to one database file and its journal.
-//
-// DiskFull: the two files may grow by `budget` bytes in all; a write that would grow them further
-// fails with SQLITE_FULL, while writes over bytes they already hold succeed (a full disk still
-// overwrites). ReadOnly: the database file is opened read-only, as a file or folder without write
-// permission makes SQLite do. Connections opened before the object exists are not affected.
+// A file-system fault for SQLite, for tests that run as root (where a read-only file mode stops nothing)
+// and cannot mount a small file system: a VFS made the default while it lives, failing what happens to one
+// database file and its journal. DiskFull: the two may grow by `budget` bytes in all, further growth fails
+// with SQLITE_FULL (overwrites still succeed). ReadOnly: the database file is opened read-only, as a file
+// or folder without write permission makes SQLite do. Connections opened before it are not affected.
 
 #include <sqlite3.h>
 
 #include <QFileInfo>
 #include <QString>
 #include <atomic>
-#include <cstring>
 #include <limits>
 #include <mutex>
 #include <string>
@@ -44,25 +40,18 @@ public:
     FailingVfs(const FailingVfs&) = delete;
     FailingVfs& operator=(const FailingVfs&) = delete;
 
-    // Bytes the files have grown by so far (the growth that the budget limits).
-    int64_t Grown() const {
-        std::lock_guard lock(m_mutex);
-        return m_grown;
-    }
-    // The growth reached when each commit began writing to the database file (the first write to it
+    // The growth reached when each commit began writing to the database file (its first growing write
     // after a sync of the journal): where a budget makes that commit fail.
     std::vector<int64_t> CommitStarts() const {
         std::lock_guard lock(m_mutex);
         return m_commitStarts;
     }
-    // The growth reached at the first write to each new journal: where a transaction began changing
-    // pages of the file.
+    // The growth reached at the first write to each new journal: where a transaction began changing pages.
     std::vector<int64_t> BatchStarts() const {
         std::lock_guard lock(m_mutex);
         return m_batchStarts;
     }
-    // Whether a write was refused, and whether that write was one to the database file (a commit's).
-    bool Refused() const { return m_refused; }
+    // Whether a refused write was one to the database file (a commit's).
     bool RefusedAtCommit() const { return m_refusedAtCommit; }
 
 private:
@@ -72,13 +61,11 @@ private:
         bool watched;        // the database file or its journal
         bool database;       // the database file itself
     };
-
-    static File* Of(sqlite3_file* f) { return reinterpret_cast<File*>(f); }
-    static sqlite3_file* Real(sqlite3_file* f) { return Of(f)->real; }
+    static sqlite3_file* Real(sqlite3_file* f) { return reinterpret_cast<File*>(f)->real; }
 
     static int Open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* outFlags) {
         FailingVfs& self = *s_self;
-        File* f = Of(file);
+        File* f = reinterpret_cast<File*>(file);
         f->real = reinterpret_cast<sqlite3_file*>(f + 1);
         f->watched = name != nullptr && std::string(name).rfind(self.m_path, 0) == 0;
         f->database = f->watched && (flags & SQLITE_OPEN_MAIN_DB) != 0;
@@ -96,7 +83,7 @@ private:
 
     static int Write(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset) {
         FailingVfs& self = *s_self;
-        File* f = Of(file);
+        const File* f = reinterpret_cast<File*>(file);
         if (f->watched && self.m_fault == Fault::DiskFull) {
             sqlite3_int64 size = 0;
             Real(file)->pMethods->xFileSize(Real(file), &size);
@@ -111,7 +98,6 @@ private:
                 self.m_commitStarts.push_back(self.m_grown);
             }
             if (growth > 0 && self.m_grown + growth > self.m_budget) {
-                self.m_refused = true;
                 self.m_refusedAtCommit = self.m_refusedAtCommit || f->database;
                 return SQLITE_FULL;
             }
@@ -121,58 +107,38 @@ private:
     }
 
     static int Sync(sqlite3_file* file, int flags) {
-        if (Of(file)->watched && !Of(file)->database) {
+        const File* f = reinterpret_cast<File*>(file);
+        if (f->watched && !f->database) {
             std::lock_guard lock(s_self->m_mutex);
             s_self->m_journalSynced = true;
         }
         return Real(file)->pMethods->xSync(Real(file), flags);
     }
 
-    static int Close(sqlite3_file* file) { return Real(file)->pMethods->xClose(Real(file)); }
-    static int Read(sqlite3_file* file, void* data, int amount, sqlite3_int64 offset) {
-        return Real(file)->pMethods->xRead(Real(file), data, amount, offset);
-    }
-    static int Truncate(sqlite3_file* file, sqlite3_int64 size) {
-        return Real(file)->pMethods->xTruncate(Real(file), size);
-    }
-    static int FileSize(sqlite3_file* file, sqlite3_int64* size) {
-        return Real(file)->pMethods->xFileSize(Real(file), size);
-    }
-    static int Lock(sqlite3_file* file, int level) { return Real(file)->pMethods->xLock(Real(file), level); }
-    static int Unlock(sqlite3_file* file, int level) {
-        return Real(file)->pMethods->xUnlock(Real(file), level);
-    }
-    static int CheckReservedLock(sqlite3_file* file, int* out) {
-        return Real(file)->pMethods->xCheckReservedLock(Real(file), out);
-    }
-    static int FileControl(sqlite3_file* file, int op, void* arg) {
-        return Real(file)->pMethods->xFileControl(Real(file), op, arg);
-    }
-    static int SectorSize(sqlite3_file* file) { return Real(file)->pMethods->xSectorSize(Real(file)); }
-    static int DeviceCharacteristics(sqlite3_file* file) {
-        return Real(file)->pMethods->xDeviceCharacteristics(Real(file));
-    }
-    // No shared memory and no memory map: rollback-journal files need neither, and every write then
-    // passes through Write.
-    static constexpr sqlite3_io_methods kMethods = {1,
-                                                    &Close,
-                                                    &Read,
-                                                    &Write,
-                                                    &Truncate,
-                                                    &Sync,
-                                                    &FileSize,
-                                                    &Lock,
-                                                    &Unlock,
-                                                    &CheckReservedLock,
-                                                    &FileControl,
-                                                    &SectorSize,
-                                                    &DeviceCharacteristics,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr};
+    // Everything else passes through. No shared memory and no memory map: rollback-journal files need
+    // neither, and every write then passes through Write.
+    static constexpr sqlite3_io_methods kMethods = {
+        1,
+        [](sqlite3_file* f) { return Real(f)->pMethods->xClose(Real(f)); },
+        [](sqlite3_file* f, void* d, int n, sqlite3_int64 o) {
+            return Real(f)->pMethods->xRead(Real(f), d, n, o);
+        },
+        &Write,
+        [](sqlite3_file* f, sqlite3_int64 n) { return Real(f)->pMethods->xTruncate(Real(f), n); },
+        &Sync,
+        [](sqlite3_file* f, sqlite3_int64* n) { return Real(f)->pMethods->xFileSize(Real(f), n); },
+        [](sqlite3_file* f, int l) { return Real(f)->pMethods->xLock(Real(f), l); },
+        [](sqlite3_file* f, int l) { return Real(f)->pMethods->xUnlock(Real(f), l); },
+        [](sqlite3_file* f, int* r) { return Real(f)->pMethods->xCheckReservedLock(Real(f), r); },
+        [](sqlite3_file* f, int op, void* a) { return Real(f)->pMethods->xFileControl(Real(f), op, a); },
+        [](sqlite3_file* f) { return Real(f)->pMethods->xSectorSize(Real(f)); },
+        [](sqlite3_file* f) { return Real(f)->pMethods->xDeviceCharacteristics(Real(f)); },
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr};
 
     static inline FailingVfs* s_self = nullptr;
     std::string m_path;
@@ -184,9 +150,7 @@ private:
     int64_t m_grown = 0;
     bool m_journalSynced = false;
     bool m_newJournal = false;
-    std::vector<int64_t> m_commitStarts;
-    std::vector<int64_t> m_batchStarts;
-    std::atomic<bool> m_refused{false};
+    std::vector<int64_t> m_commitStarts, m_batchStarts;
     std::atomic<bool> m_refusedAtCommit{false};
 };
 

@@ -35,42 +35,33 @@ inline QByteArray EnvelopeBytes(const std::vector<uint16_t>& values) {
     return bytes;
 }
 
-// `count` values from `first` on, counting up modulo 1000 (never negative as signed numbers).
-inline QByteArray PlainEnvelope(int count, int first = 0) {
-    std::vector<uint16_t> values(static_cast<size_t>(count));
-    for (size_t i = 0; i < values.size(); ++i) {
-        values[i] = static_cast<uint16_t>((first + i) % 1000);
-    }
-    return EnvelopeBytes(values);
-}
-
 // One row as stored. Defaults describe a healthy two-minute audio track with a 12,000-byte envelope.
 struct RawRow {
     QString sourceSize = QStringLiteral("5000000");  // bound as text; INTEGER affinity makes it a number
-    QString sha2 = QStringLiteral("sha");
-    QString md5 = QStringLiteral("md5");
+    QString sha2 = QStringLiteral("sha"), md5 = QStringLiteral("md5");
     int64_t duration = 120;
-    QString sourcePath = QStringLiteral("/music/a.mp3");
-    QString sourceFileName = QStringLiteral("a");
-    QString extension = QStringLiteral("mp3");
-    QString type = kTypeAudio;
-    int64_t audioTrack = 0;
-    int64_t allTracks = 1;
-    QString created = QStringLiteral("01.02.2024 10:11:12");
-    QString info = QStringLiteral("Artist: A");
+    QString sourcePath = QStringLiteral("/music/a.mp3"), sourceFileName = QStringLiteral("a");
+    QString extension = QStringLiteral("mp3"), type = kTypeAudio;
+    int64_t audioTrack = 0, allTracks = 1;
+    QString created = QStringLiteral("01.02.2024 10:11:12"), info = QStringLiteral("Artist: A");
     bool infoNull = false;
     int64_t indexSize = 12000;
-    QByteArray indexData = PlainEnvelope(6000);
+    QByteArray indexData = QByteArray(12000, '\x01');
 };
 
-// A healthy row of its own file "/music/<md5>.mp3", with `values` envelope values that differ by md5.
+// A healthy row of its own file "/music/<md5>.mp3", with `values` envelope values (below 1000, never
+// negative) that differ by md5.
 inline RawRow Row(const QString& md5, int values = 6000) {
     RawRow r;
     r.md5 = md5;
     r.sha2 = QStringLiteral("sha-") + md5;
     r.sourcePath = QStringLiteral("/music/") + md5 + QStringLiteral(".mp3");
     r.sourceFileName = md5;
-    r.indexData = PlainEnvelope(values, qChecksum(md5.toUtf8()));
+    std::vector<uint16_t> envelope(static_cast<size_t>(values));
+    for (size_t i = 0; i < envelope.size(); ++i) {
+        envelope[i] = static_cast<uint16_t>((qChecksum(md5.toUtf8()) + i) % 1000);
+    }
+    r.indexData = EnvelopeBytes(envelope);
     r.indexSize = r.indexData.size();
     return r;
 }
@@ -83,10 +74,7 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
     }
     for (const RawRow& r : rows) {
         SqliteStatement q(
-            c.Handle(),
-            "INSERT INTO Data (source_size, sha2, md5, duration, source_path, source_file_name, "
-            "extension, type, audio_track, all_tracks, created, info, index_size, index_data) "
-            "VALUES (:A, :B, :C, :D, :E, :F, :G, :H, :I, :J, :K, :L, :M, :N)");
+            c, "INSERT INTO Data VALUES (NULL, :A, :B, :C, :D, :E, :F, :G, :H, :I, :J, :K, :L, :M, :N)");
         // Numbers go in as text too: the INTEGER columns store numeric text as numbers.
         const auto n = [](int64_t v) { return QString::number(v); };
         const std::pair<const char*, QString> fields[] = {
@@ -111,10 +99,20 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
 // still connects) with garbage: reading the rows, VACUUM and DELETE then fail as on a damaged disk.
 inline bool DamageRows(const QString& path) {
     QFile f(path);
-    if (!f.open(QIODevice::ReadWrite) || f.size() <= 3 * 4096 || !f.seek(2 * 4096)) {
-        return false;
+    const qint64 bytes = f.size() - 2 * 4096;
+    return f.open(QIODevice::ReadWrite) && bytes > 4096 && f.seek(2 * 4096) &&
+           f.write(QByteArray(bytes, '\xA5')) == bytes;
+}
+
+// The first column of each row `sql` gives, read through a connection of its own (what is committed).
+inline QStringList Texts(const QString& path, const QString& sql) {
+    SqliteConnection c;
+    QStringList texts;
+    SqliteStatement q(c.Open(path) ? c.Handle() : nullptr, sql);
+    while (q.Next()) {
+        texts.append(q.Text(0));
     }
-    return f.write(QByteArray(f.size() - 2 * 4096, '\xA5')) == f.size() - 2 * 4096;
+    return texts;
 }
 
 // The import's closing lines.

@@ -1,6 +1,4 @@
-// Statements a connection keeps prepared between uses: each use starts from a clean statement (no old
-// bindings, no half-read rows holding a lock), two uses at once get two statements, and nothing of one
-// opening or one schema leaks into the next.
+// Statements a connection keeps prepared between uses.
 
 #include <gtest/gtest.h>
 
@@ -37,6 +35,8 @@ QStringList From(SqliteConnection& c, int64_t from, bool bind = true) {
     return values;
 }
 
+// Catches old bindings or half-read rows (holding a lock) left in a kept statement, one statement shared by
+// two uses at once, and a statement of an earlier opening or schema used again.
 TEST(KeptStatements, EveryUseStartsCleanAndSeesTheFileAndSchemaOfTheMoment) {
     test::TempDir dir;
     const QString a = MakeTable(dir, QStringLiteral("a.db"), "(1), (2), (3)");

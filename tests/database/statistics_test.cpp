@@ -52,6 +52,7 @@ protected:
     TDataModule1 store;
 };
 
+// Catches a NULL sum read as garbage or told as an error, and the cache size the figures raise left raised.
 TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroupsAndKeepsTheCache) {
     const DatabaseStatistics s = Collect({});
     EXPECT_EQ(Values(s), QList<qint64>(12, 0));
@@ -63,6 +64,8 @@ TEST_F(StatisticsTest, EmptyDatabaseGivesZerosAndNoGroupsAndKeepsTheCache) {
     EXPECT_EQ(store.CacheSize(), -3000);
 }
 
+// Catches a figure of the wrong type, hours or megabytes rounded instead of cut, a group missing or
+// misordered, and a duration class off by one at its edges.
 TEST_F(StatisticsTest, FiguresSplitByTypeAndTruncate) {
     const qint64 mb = 1024 * 1024;
     const DatabaseStatistics s = Collect({
@@ -83,8 +86,7 @@ TEST_F(StatisticsTest, FiguresSplitByTypeAndTruncate) {
     EXPECT_EQ(s.durationClasses, (Classes{{0, 1}, {1, 1}, {4, 1}, {5, 1}, {11, 1}, {12, 2}}));
 }
 
-// Every query reads only the statistics index: a column missing from it sends a query back to reading
-// each row's page, which for a large collection costs seconds.
+// Catches a query that reads the rows instead of the statistics index alone (seconds on a large collection).
 TEST_F(StatisticsTest, EveryQueryReadsOnlyTheStatisticsIndex) {
     Collect({Row(kTypeAudio, "mp3", 60, 1, "x"), Row(kTypeVideo, "mkv", 60, 2, "")});
     SqliteConnection c;
