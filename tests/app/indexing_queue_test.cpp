@@ -89,12 +89,6 @@ TEST(MediaClassifiers, ExtensionTable) {
     }
 }
 
-// Classify (the type of a path) takes the extension of the file name, not of a folder.
-TEST(IndexingQueue, ClassifyLooksAtTheFileNameOnly) {
-    EXPECT_EQ(QStringLiteral("видео"), IndexingQueue::Classify(QStringLiteral("/music/clip.final.mkv")));
-    EXPECT_EQ(QString(), IndexingQueue::Classify(QStringLiteral("/music/a.mp3/readme")));
-}
-
 // AddFile records the file's facts; identity is the exact path text. A file that is gone, or a folder, is
 // kept with an empty date after its path is shown. (Refusals: the walk below and the window's tests.)
 TEST(IndexingQueue, AddFile) {
@@ -120,16 +114,17 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_TRUE(messages.shown.isEmpty());
 
     // A vanished file is kept (with its path shown); what is not a regular file never enters the queue
-    // (a FIFO would hang the worker), nor a name that was not UTF-8 (FindFiles lists it with U+FFFD).
+    // (a FIFO would hang the worker), nor a name that was not UTF-8 (FindFiles lists it with U+FFFD). The
+    // type comes from the file name's extension, never a folder's: folder.mp3/readme is no media file.
     const QString gone = dir.File(QStringLiteral("gone.ogg"));
     const QString folder = dir.File(QStringLiteral("folder.mp3"));
-    QDir().mkpath(folder);
+    const QString inFolder = dir.Write(QStringLiteral("folder.mp3/readme"), "x");
     const QString fifo = dir.File(QStringLiteral("pipe.wav"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     const QString lossy =
         dir.File(QStringLiteral("bad") + QChar(QChar::ReplacementCharacter) + QStringLiteral(".wav"));
     EXPECT_TRUE(queue.AddFile(gone));
-    for (const QString& refused : {folder, fifo, lossy}) {
+    for (const QString& refused : {folder, fifo, lossy, inFolder}) {
         EXPECT_FALSE(queue.AddFile(refused));
     }
     EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + folder, kNotRegularFileSkipped + fifo,
