@@ -133,7 +133,6 @@ public:
     // ---- state, for the start-up, the tests and the screenshots
     const QString& ProgramDir() const { return m_files.programDir; }
     const ProgramFiles& Files() const { return m_files; }
-    Session& CurrentSession() { return m_session; }
     Settings& CurrentSettings() { return m_settings; }
     IndexingQueue& Queue() { return m_queue; }
     IndexingScheduler& Scheduler() { return *m_scheduler; }
