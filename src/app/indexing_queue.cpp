@@ -3,14 +3,13 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
-#include <QStringView>
 #include <QTimeZone>
 #include <algorithm>
 
 #include <sys/stat.h>
 
 #include "indexing/media_types.h"
+#include "util/file_utils.h"
 #include "util/path_utils.h"
 #include "util/text_utils.h"
 #include "util/user_messages.h"
@@ -58,10 +57,6 @@ FileFacts Examine(const QString& path) {
 }
 
 }  // namespace
-
-QString IndexingQueue::Classify(const QString& path) {
-    return MediaTypeOf(ExtensionOf(FileNameOf(path)));
-}
 
 bool IndexingQueue::AddFile(const QString& path) {
     if (Contains(path)) {
@@ -153,40 +148,18 @@ bool IndexingQueue::Save(const QString& file) const {
         bytes += entry.path.toUtf8();
         bytes += kLineEnd;
     }
-    QSaveFile out(file);
-    // A list in a folder we may not create files in can still be overwritten in place.
-    out.setDirectWriteFallback(true);
-    if (!out.open(QIODevice::WriteOnly)) {
-        return false;
-    }
-    if (out.write(bytes) != bytes.size()) {
-        out.cancelWriting();
-        return false;
-    }
-    return out.commit();
+    return SaveWholeFile(file, bytes);
 }
 
 bool IndexingQueue::Open(const QString& file) {
-    QFile in(file);
-    if (!in.open(QIODevice::ReadOnly)) {
+    QByteArray bytes;
+    if (!ReadWholeFile(file, bytes)) {
         return false;
     }
-    QByteArray bytes = in.readAll();
-    if (in.error() != QFileDevice::NoError) {
-        return false;
-    }
-    in.close();
-    if (bytes.startsWith(kUtf8Bom)) {
-        bytes.remove(0, 3);
-    }
-    const QString text = QString::fromUtf8(bytes);
     Clear();
-    for (QStringView line : QStringView(text).tokenize(u'\n')) {
-        if (line.endsWith(u'\r')) {
-            line.chop(1);
-        }
+    for (const QString& line : SplitLines(Utf8Text(bytes), false)) {
         if (!line.isEmpty()) {
-            AddFile(line.toString());
+            AddFile(line);
         }
     }
     return true;

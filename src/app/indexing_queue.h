@@ -49,8 +49,6 @@ public:
     int Refused() const { return m_refused; }
     // True when an entry has exactly this path.
     bool Contains(const QString& path) const;
-    // The type word for the path's file-name extension, or "".
-    static QString Classify(const QString& path);
 
     // Removes every entry.
     void Clear();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/indexing_queue.h"
+#include "util/text_utils.h"
 
 namespace tembrix {
 
@@ -52,14 +53,6 @@ ProgressSnapshot JobProgress::Measure(const QueueTally& now, qint64 elapsedMs) c
         p.leftMs = 0;
     }
     return p;
-}
-
-QString ClockText(qint64 seconds) {
-    seconds = std::max<qint64>(0, seconds);
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
 }
 
 QString ByteCountText(quint64 bytes) {

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QtGlobal>
 
+#include "util/text_utils.h"  // ClockText, for the progress texts of both front ends
+
 namespace tembrix {
 
 class IndexingQueue;
@@ -58,8 +60,5 @@ QString ProgressText(const ProgressSnapshot& progress);
 // A byte count for people: "0 Б", "512 Б", "3,4 КБ", "12,0 МБ", "1,25 ГБ" (binary multiples, decimal
 // comma).
 QString ByteCountText(quint64 bytes);
-
-// Seconds as H:MM:SS ("0:05:12", "27:00:00").
-QString ClockText(qint64 seconds);
 
 }  // namespace tembrix

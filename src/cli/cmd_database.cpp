@@ -21,7 +21,7 @@ bool ParseDbOnly(const QStringList& args, const char* usage, qsizetype positiona
 
 }  // namespace
 
-int CmdCreate(const QStringList& args) {
+int CmdCreate(Session& /*session*/, const QStringList& args) {
     Options o;
     if (!ParseDbOnly(args, "Usage: tembrix-cli create DB", 1, o)) {
         return kExitUsage;
@@ -39,13 +39,13 @@ int CmdCreate(const QStringList& args) {
     return kExitOk;
 }
 
-int CmdList(const QStringList& args) {
+int CmdList(Session& session, const QStringList& args) {
     Options o;
     if (!ParseDbOnly(args, "Usage: tembrix-cli list [--db DB]", 0, o)) {
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     QStringList names;
@@ -60,7 +60,7 @@ int CmdList(const QStringList& args) {
     return kExitOk;
 }
 
-int CmdShow(const QStringList& args) {
+int CmdShow(Session& session, const QStringList& args) {
     Options o;
     if (!ParseDbOnly(args, "Usage: tembrix-cli show [--db DB] ID", 1, o)) {
         return kExitUsage;
@@ -71,8 +71,8 @@ int CmdShow(const QStringList& args) {
         Err(QStringLiteral("Not a record id: ") + o.positional[0]);
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     IndexRecord record;
@@ -97,13 +97,13 @@ int CmdShow(const QStringList& args) {
     return kExitOk;
 }
 
-int CmdClear(const QStringList& args) {
+int CmdClear(Session& session, const QStringList& args) {
     Options o;
     if (!ParseDbOnly(args, "Usage: tembrix-cli clear [--db DB]", 0, o)) {
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     if (!store.ClearTable()) {
@@ -115,13 +115,13 @@ int CmdClear(const QStringList& args) {
     return kExitOk;
 }
 
-int CmdVacuum(const QStringList& args) {
+int CmdVacuum(Session& session, const QStringList& args) {
     Options o;
     if (!ParseDbOnly(args, "Usage: tembrix-cli vacuum [--db DB]", 0, o)) {
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     if (!store.Vacuum()) {

@@ -8,7 +8,7 @@
 
 namespace tembrix::cli {
 
-int CmdEnvelope(const QStringList& args) {
+int CmdEnvelope(Session& /*session*/, const QStringList& args) {
     const Options o = Parse(args, {}, {});
     if (!o.error.isEmpty() || o.positional.size() != 2) {
         Err(o.error.isEmpty() ? CommandUsage(QStringLiteral("envelope")) : o.error);

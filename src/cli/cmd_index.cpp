@@ -3,20 +3,18 @@
 
 #include <unistd.h>
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
-#include <optional>
 
 #include "app/indexing_queue.h"
 #include "app/indexing_scheduler.h"
+#include "app/job_progress.h"
 #include "cli/commands.h"
 #include "cli/stop_signals.h"
 #include "database/index_store.h"
@@ -27,36 +25,17 @@ namespace tembrix::cli {
 
 namespace {
 
-// "H:MM:SS" of whole seconds.
-QString Clock(qint64 seconds) {
-    return QString::asprintf("%lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60, seconds % 60);
-}
-
-// The one-line progress shown on a terminal.
-QString ProgressLine(const IndexingQueue& queue, const IndexingScheduler& scheduler, qint64 elapsedMs) {
-    qsizetype done = 0;
-    quint64 doneBytes = 0;
-    quint64 totalBytes = 0;
-    for (qsizetype i = 0; i < queue.Count(); ++i) {
-        const QueueEntry& e = queue.At(i);
-        totalBytes += e.size;
-        if (!e.status.isEmpty() && e.status != kStatusInWork) {
-            ++done;
-            doneBytes += e.size;
-        }
-    }
-    QString left = QStringLiteral("?");
-    if (doneBytes > 0 && totalBytes >= doneBytes) {
-        const double rest = static_cast<double>(elapsedMs) / 1000.0 *
-                            static_cast<double>(totalBytes - doneBytes) / static_cast<double>(doneBytes);
-        left = QStringLiteral("~") + Clock(static_cast<qint64>(rest));
-    }
+// The one-line progress shown on a terminal: the job's progress as the desktop window measures it,
+// with the tracks and hours of audio indexed so far.
+QString ProgressLine(const ProgressSnapshot& p, const IndexingScheduler& scheduler) {
+    const QString left =
+        p.leftMs < 0 ? QStringLiteral("?") : QStringLiteral("~") + ClockText(p.leftMs / 1000);
     return QStringLiteral("files %1/%2, tracks %3, audio %4 h, elapsed %5, left %6")
-        .arg(done)
-        .arg(queue.Count())
+        .arg(p.filesDone)
+        .arg(p.filesTotal)
         .arg(scheduler.TracksIndexed())
         .arg(static_cast<double>(scheduler.SecondsIndexed()) / 3600.0, 0, 'f', 2)
-        .arg(Clock(elapsedMs / 1000), left);
+        .arg(ClockText(p.elapsedMs / 1000), left);
 }
 
 // A tool path made absolute: a bare name is looked up on PATH, a relative path taken from the current
@@ -118,7 +97,7 @@ bool QueuePath(IndexingQueue& queue, const QString& argument, int& refused) {
 
 }  // namespace
 
-int CmdIndex(const QStringList& args) {
+int CmdIndex(Session& session, const QStringList& args) {
     const Options o = Parse(args,
                             {QStringLiteral("db"), QStringLiteral("work-dir"), QStringLiteral("threads"),
                              QStringLiteral("sox"), QStringLiteral("ffmpeg")},
@@ -127,7 +106,7 @@ int CmdIndex(const QStringList& args) {
         Err(o.error.isEmpty() ? CommandUsage(QStringLiteral("index")) : o.error);
         return kExitUsage;
     }
-    Settings settings = DesktopSettings();
+    Settings& settings = session.CurrentSettings();
     // One slot per logical processor, whatever --threads says: each slot costs a folder and a worker.
     const int processors = LogicalProcessors();
     settings.threads = processors;
@@ -152,7 +131,7 @@ int CmdIndex(const QStringList& args) {
     settings.soxPath = ToolPath(o.Value(QStringLiteral("sox"), settings.soxPath));
     settings.ffmpegPath = ToolPath(o.Value(QStringLiteral("ffmpeg"), settings.ffmpegPath));
 
-    IndexingQueue queue;
+    IndexingQueue& queue = session.Queue();
     bool allFound = true;
     int refused = 0;
     for (const QString& p : o.positional) {
@@ -162,15 +141,13 @@ int CmdIndex(const QStringList& args) {
         return kExitUsage;
     }
 
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
-    settings.dbPath = store.DatabasePath();
+    settings.dbPath = session.Store().DatabasePath();
 
     // Never the desktop program's work folder, whose slot folders a running window may be using. A
     // work folder given that does not exist yet is made, with its parents.
-    std::optional<QTemporaryDir> temporaryWork;
     QStringList madeFolders;  // the folders made for the work folder, deepest first
     if (o.values.contains(QStringLiteral("work-dir"))) {
         settings.workDir =
@@ -182,23 +159,27 @@ int CmdIndex(const QStringList& args) {
             Err(QStringLiteral("Cannot create the work folder: ") + settings.workDir);
             return kExitUsage;
         }
-    } else if (temporaryWork.emplace(QDir::tempPath() + QStringLiteral("/tembrix-index-XXXXXX")).isValid()) {
-        settings.workDir = QDir::toNativeSeparators(temporaryWork->path());
-    } else {
+    } else if (!session.UseTemporaryWorkFolder()) {
         Err(QStringLiteral("Cannot create a temporary work folder; pass --work-dir DIR"));
         return kExitUsage;
     }
 
-    IndexingScheduler scheduler(queue, store, settings, QCoreApplication::applicationDirPath(), processors);
+    IndexingScheduler& scheduler = session.StartScheduler(processors);
+    // The connections below end with this function; the scheduler lives on in the session.
+    const QObject context;
 
     const bool terminal = ::isatty(STDERR_FILENO) == 1;
+    JobProgress progress;
+    progress.Begin(TallyQueue(queue));
     QElapsedTimer elapsed;
     elapsed.start();
     bool progressShown = false;
     const auto showProgress = [&] {
         if (terminal && scheduler.IsRunning()) {
             std::fprintf(stderr, "\r%s\033[K",
-                         ProgressLine(queue, scheduler, elapsed.elapsed()).toUtf8().constData());
+                         ProgressLine(progress.Measure(TallyQueue(queue), elapsed.elapsed()), scheduler)
+                             .toUtf8()
+                             .constData());
             std::fflush(stderr);
             progressShown = true;
         }
@@ -212,12 +193,12 @@ int CmdIndex(const QStringList& args) {
     };
     // Report lines go to standard output; on a terminal the progress line is cleared before each and
     // before the closing message.
-    QObject::connect(&scheduler, &IndexingScheduler::reportLine, [&](int, const QString& line) {
+    QObject::connect(&scheduler, &IndexingScheduler::reportLine, &context, [&](int, const QString& line) {
         clearProgress();
         Out(line);
         showProgress();
     });
-    QObject::connect(&scheduler, &IndexingScheduler::runningChanged, [&](bool running) {
+    QObject::connect(&scheduler, &IndexingScheduler::runningChanged, &context, [&](bool running) {
         if (!running) {
             clearProgress();
         }

@@ -39,7 +39,7 @@ void OutLines(const QStringList& lines) {
 
 }  // namespace
 
-int CmdCheck(const QStringList& args) {
+int CmdCheck(Session& session, const QStringList& args) {
     const Options o = Parse(args, {QStringLiteral("db")},
                             {QStringLiteral("no-duplicates"), QStringLiteral("no-empty"),
                              QStringLiteral("sources"), QStringLiteral("no-index")});
@@ -51,8 +51,8 @@ int CmdCheck(const QStringList& args) {
                 : o.error);
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     CheckDatabase worker(store);
@@ -79,15 +79,15 @@ int CmdCheck(const QStringList& args) {
     return findings == 0 && failures == 0 ? kExitOk : kExitPartial;
 }
 
-int CmdImport(const QStringList& args) {
+int CmdImport(Session& session, const QStringList& args) {
     const Options o = Parse(args, {QStringLiteral("db")}, {QStringLiteral("replace")});
     if (!o.error.isEmpty() || o.positional.size() != 1) {
         Err(o.error.isEmpty() ? QStringLiteral("Usage: tembrix-cli import [--db DB] [--replace] SOURCE")
                               : o.error);
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     const QString sourcePath = o.positional[0];
@@ -122,14 +122,14 @@ int CmdImport(const QStringList& args) {
     return kExitPartial;
 }
 
-int CmdStats(const QStringList& args) {
+int CmdStats(Session& session, const QStringList& args) {
     const Options o = Parse(args, {QStringLiteral("db")}, {});
     if (!o.error.isEmpty() || !o.positional.isEmpty()) {
         Err(o.error.isEmpty() ? QStringLiteral("Usage: tembrix-cli stats [--db DB]") : o.error);
         return kExitUsage;
     }
-    TDataModule1 store;
-    if (!ConnectDatabase(store, o)) {
+    TDataModule1& store = session.Store();
+    if (!ConnectDatabase(session, o)) {
         return kExitUsage;
     }
     const DatabaseStatistics s = CollectStatistics(store);

@@ -2,12 +2,10 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFileInfo>
 #include <cstdio>
 
 #include "database/index_store.h"
 #include "util/file_utils.h"
-#include "util/logs.h"
 
 namespace tembrix::cli {
 
@@ -15,7 +13,7 @@ namespace {
 
 struct Command {
     const char* name;
-    int (*run)(const QStringList&);
+    int (*run)(Session&, const QStringList&);
     const char* usage;
 };
 
@@ -149,17 +147,9 @@ void Err(const QString& line) {
     std::fflush(stderr);
 }
 
-Settings DesktopSettings() {
-    const QString desktopExecutable =
-        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("tembrix"));
-    const ProgramFiles files = ProgramFiles::Locate(desktopExecutable);
-    Settings settings;
-    ReadSettings(files.iniPath, settings, LogicalProcessors());
-    return settings;
-}
-
-bool ConnectDatabase(TDataModule1& store, const Options& options, bool mustHaveTable) {
-    const QString path = options.Value(QStringLiteral("db"), DesktopSettings().dbPath);
+bool ConnectDatabase(Session& session, const Options& options, bool mustHaveTable) {
+    TDataModule1& store = session.Store();
+    const QString path = options.Value(QStringLiteral("db"), session.CurrentSettings().dbPath);
     if (path.isEmpty()) {
         Err(QStringLiteral("No database: pass --db DB or choose one in the program's settings."));
         return false;
@@ -210,12 +200,11 @@ int Run(const QStringList& arguments) {
         Out(QString::fromUtf8(command->usage));
         return kExitOk;
     }
-    // The program's own log beside it (or in the fall-back folder, made when missing), started afresh for
-    // this command. my.log goes to the same folder, so an installed, read-only program folder loses no line.
-    const ProgramFiles files = ProgramFiles::Settle(QCoreApplication::applicationFilePath());
-    SetLogLocations(files.logPath, QFileInfo(files.logPath).absolutePath());
-    WriteProgramLog(files.logPath, arguments.mid(1).join(u' '), false);
-    return command->run(args);
+    const QString desktopProgram =
+        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("tembrix"));
+    Session session(QCoreApplication::applicationFilePath(), arguments.mid(1).join(u' '), LogicalProcessors(),
+                    desktopProgram);
+    return command->run(session, args);
 }
 
 }  // namespace tembrix::cli

@@ -7,11 +7,7 @@
 #include <QString>
 #include <QStringList>
 
-#include "app/settings.h"
-
-namespace tembrix {
-class TDataModule1;
-}
+#include "app/session.h"
 
 namespace tembrix::cli {
 
@@ -41,33 +37,31 @@ Options Parse(const QStringList& args, const QStringList& valueOptions, const QS
 void Out(const QString& line);
 void Err(const QString& line);
 
-// The desktop program's settings, read (never written) from its INI file beside the `tembrix` executable
-// of this program's folder, or from the fall-back folder.
-Settings DesktopSettings();
-
-// Connects the store to --db (or the settings' database). Prints the reason and returns false when there
-// is no database or the connection fails; with `mustHaveTable` also when the file has no table Data.
-bool ConnectDatabase(TDataModule1& store, const Options& options, bool mustHaveTable = true);
+// Connects the session's store to --db (or the settings' database). Prints the reason and returns false
+// when there is no database or the connection fails; with `mustHaveTable` also when the file has no
+// table Data.
+bool ConnectDatabase(Session& session, const Options& options, bool mustHaveTable = true);
 
 // The usage text of `command` (several lines, no final line end); "" for an unknown command.
 QString CommandUsage(const QString& command);
 
 // Dispatches arguments[1] to its command. "COMMAND --help" (or -h, anywhere before "--") and
-// "help COMMAND" print that command's usage to standard output instead. Settles the program log
-// (beside this program, started afresh for each command) and my.log (in the program's folder, where
-// the desktop program keeps it) before any command runs. Returns the exit status.
+// "help COMMAND" print that command's usage to standard output instead. Before any command runs, starts
+// the session: the program log (started afresh for each command) and my.log settled as the desktop
+// program settles its own, and the settings read (never written) from the INI file of the desktop
+// program `tembrix` of this program's folder, or from the fall-back folder. Returns the exit status.
 int Run(const QStringList& arguments);
 
-// The commands. `args` are the arguments after the command name.
-int CmdEnvelope(const QStringList& args);
-int CmdCreate(const QStringList& args);
-int CmdList(const QStringList& args);
-int CmdShow(const QStringList& args);
-int CmdClear(const QStringList& args);
-int CmdVacuum(const QStringList& args);
-int CmdIndex(const QStringList& args);
-int CmdCheck(const QStringList& args);
-int CmdImport(const QStringList& args);
-int CmdStats(const QStringList& args);
+// The commands. `args` are the arguments after the command name; `session` is the one Run started.
+int CmdEnvelope(Session& session, const QStringList& args);
+int CmdCreate(Session& session, const QStringList& args);
+int CmdList(Session& session, const QStringList& args);
+int CmdShow(Session& session, const QStringList& args);
+int CmdClear(Session& session, const QStringList& args);
+int CmdVacuum(Session& session, const QStringList& args);
+int CmdIndex(Session& session, const QStringList& args);
+int CmdCheck(Session& session, const QStringList& args);
+int CmdImport(Session& session, const QStringList& args);
+int CmdStats(Session& session, const QStringList& args);
 
 }  // namespace tembrix::cli

@@ -77,8 +77,8 @@ int RunDesktopProgram(int argc, char** argv) {
         std::fputs(
             "tembrix: no display found (DISPLAY and WAYLAND_DISPLAY are empty).\n"
             "Run it on a desktop, under xvfb-run, or use the command-line front end:\n"
-            "  build/bin/tembrix-cli --help\n"
-            "  make demo      # indexes a small generated collection into demo.db\n",
+            "  tembrix-cli --help   # installed beside this program\n"
+            "  make demo            # indexes a small generated collection into demo.db\n",
             stderr);
         return 2;
     }

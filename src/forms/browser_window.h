@@ -73,9 +73,8 @@ public:
     QLineSeries* Series1() const { return m_series1; }
     QSlider* TrackBar1() const { return m_trackBar1; }
     HelpVideoPanel* VideoPanel() const { return m_video; }
-    // The lists behind ListBox1: display names and the ids of their rows.
+    // The display names behind ListBox1.
     const QStringList& Names() const { return m_names; }
-    const QStringList& Ids() const { return m_ids; }
     int32_t EnvelopeCount() const { return m_envelopeCount; }
 
     // Selects list line `row` (0-based) as a click would.

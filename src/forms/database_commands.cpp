@@ -30,14 +30,6 @@ const QString kNotConnected = QStringLiteral("База данных не под�
 const QString kDatabaseFilter = QStringLiteral("База данных (*.db)");
 const QString kNotFound = QStringLiteral("Не найден файл: ");
 
-QString ExecutableName(const QString& name) {
-#ifdef Q_OS_WIN
-    return name + QStringLiteral(".exe");
-#else
-    return name;
-#endif
-}
-
 }  // namespace
 
 void TForm1::N9Click() {
@@ -183,7 +175,7 @@ void TForm1::N47Click() {
 }
 
 void TForm1::N49Click() {
-    const QString companion = JoinPath(m_files.programDir, ExecutableName(QStringLiteral("Vokalis")));
+    const QString companion = JoinPath(m_files.programDir, ExecutableFileName(QStringLiteral("Vokalis")));
     if (!FileExists(companion)) {
         Messages().ShowMessage(kNotFound + companion);
         return;

@@ -168,10 +168,6 @@ void HelpVideoPanel::StopAll() {
     }
 }
 
-const std::vector<HelpVideoPanel*>& HelpVideoPanel::Panels() {
-    return Registry();
-}
-
 void HelpVideoPanel::LoadCovers(const QString& programDir, const QList<int>& clipNumbers) {
     for (int clip : clipNumbers) {
         const QString path = JoinPath(JoinPath(programDir, QStringLiteral("content")),

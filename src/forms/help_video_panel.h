@@ -24,7 +24,6 @@ public:
     HelpVideoPanel(int clipNumber, const QString& programDir, QWidget* parent = nullptr);
     ~HelpVideoPanel() override;
 
-    int ClipNumber() const { return m_clipNumber; }
     // The clip's full path: programDir + "/content/N.mpg".
     QString ClipPath() const;
     // The file name the player holds ("" when no clip is loaded).
@@ -33,8 +32,6 @@ public:
     HelpClipPlayer::Mode Mode() const;
     // True while the still picture is shown instead of the video.
     bool IsCoverShown() const { return m_coverShown; }
-    // True once the player has been created (the first click).
-    bool HasPlayer() const { return m_player != nullptr; }
 
     // The still picture shown while no clip plays.
     void SetCover(const QPixmap& cover);
@@ -51,8 +48,6 @@ public:
     // Stops every help video of the program, in the order the panels were created: a playing one is
     // stopped; then one that is stopped, paused or was never opened is unloaded and shows its picture.
     static void StopAll();
-    // Every panel alive, in creation order.
-    static const std::vector<HelpVideoPanel*>& Panels();
     // Loads <programDir>/content/N.jpg into every panel with clip N, and remembers the pictures for panels
     // created later. Pictures that do not load are skipped.
     static void LoadCovers(const QString& programDir, const QList<int>& clipNumbers);

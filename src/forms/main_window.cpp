@@ -73,19 +73,17 @@ constexpr int kSliceMilliseconds = 40;
 }  // namespace
 
 TForm1::TForm1(TDataModule1& store, const QString& executablePath, int slotCount, QWidget* parent)
-    : QMainWindow(parent), m_store(store), m_executablePath(executablePath), m_slotCount(slotCount) {
+    : QMainWindow(parent),
+      m_executablePath(executablePath),
+      m_session(executablePath, QStringLiteral("Read Ini file"), slotCount, {}, &store),
+      m_files(m_session.Files()),
+      m_settings(m_session.CurrentSettings()),
+      m_queue(m_session.Queue()),
+      m_store(m_session.Store()),
+      m_scheduler(nullptr) {
     setObjectName(QStringLiteral("Form1"));
-    // The program's files: INI and log beside the program, or in the fall-back folder.
-    m_files = ProgramFiles::Settle(executablePath);
-    SetLogLocations(m_files.logPath, m_files.programDir);
-
-    WriteProgramLog(m_files.logPath, QStringLiteral("Read Ini file"), false);
-    m_settings.threads = 1;
-    ReadINIExecute();
-
     ProgramLog(QStringLiteral("Prepare dialogs"));
-    m_scheduler = std::make_unique<IndexingScheduler>(m_queue, m_store, m_settings, m_files.programDir,
-                                                      m_slotCount, this);
+    m_scheduler = &m_session.StartScheduler(slotCount);
     // Another copy of the program working in the same folder keeps its files: only the holder of the
     // folder's lock empties it.
     if (m_scheduler->LockWorkFolder()) {
@@ -117,9 +115,9 @@ TForm1::TForm1(TDataModule1& store, const QString& executablePath, int slotCount
 }
 
 TForm1::~TForm1() {
-    // The scheduler joins its workers while the queue and the store still exist.
-    m_scheduler->UnlockWorkFolder();
-    m_scheduler.reset();
+    // The session ends the scheduler after the window's own members are gone: nothing of it may call
+    // back into the window.
+    disconnect(m_scheduler, nullptr, this, nullptr);
 }
 
 // ---------------------------------------------------------------- layout
@@ -378,7 +376,7 @@ void TForm1::BuildStatusBar() {
 }
 
 void TForm1::ConnectScheduler() {
-    IndexingScheduler* scheduler = m_scheduler.get();
+    IndexingScheduler* scheduler = m_scheduler;
     connect(scheduler, &IndexingScheduler::queueChanged, this, [this] {
         UpdateListExecute();
         UpdateProgress();
@@ -396,13 +394,7 @@ void TForm1::Timer1Timer() {
     m_timer1->stop();
     ProgramLog(QStringLiteral("Load info images"));
     SetImageExecute();
-    if (!m_settings.dbPath.isEmpty()) {
-        if (FileExists(m_settings.dbPath)) {
-            m_store.Connect(m_settings.dbPath);
-        } else {
-            m_settings.dbPath.clear();
-        }
-    }
+    m_session.ConnectSettingsDatabase();
     // (A job started within the first second keeps its scratch folders; another copy's are not ours.)
     if (!m_settings.workDir.isEmpty() && !m_scheduler->IsRunning() && m_scheduler->LockWorkFolder()) {
         ClearWorkDirectoryExecute();
@@ -422,12 +414,8 @@ void TForm1::ClearWorkDirectoryExecute() {
     m_scheduler->ClearWorkDirectoryExecute();
 }
 
-bool TForm1::ReadINIExecute() {
-    return ReadSettings(m_files.iniPath, m_settings, m_slotCount);
-}
-
 bool TForm1::WriteINIExecute() {
-    return WriteSettings(m_files.iniPath, m_settings);
+    return m_session.WriteSettings();
 }
 
 void TForm1::ExitMenuClick() {

@@ -2,10 +2,10 @@
 // TForm1, the main window "Тембрикс": the indexing queue in a grid, the buttons and menus of the queue,
 // the indexing job (start/stop button, the dispatcher and the status bar), the database commands, the
 // settings dialog and the indexing report, and an information area with the help video (clip 4).
-// It owns the process-wide state of the desktop program: the program's files, the six settings, the
-// queue and the scheduler. The index store is given to it. Main thread only.
+// It owns the process-wide state of the desktop program, a session: the program's files, the six
+// settings, the queue and the scheduler. The index store is given to it. Main thread only.
 //
-// Life: the constructor settles the INI and log files, reads the settings, takes the work folder's lock
+// Life: the constructor starts the session (INI and log files, settings), takes the work folder's lock
 // and, when it got it, empties the work folder (log lines "Read Ini file", "Prepare dialogs", "Init
 // completed"); a work folder another copy of the program holds is left alone, and Start refuses to use
 // it. One second later Timer1 loads the help pictures and connects the database ("Load info images").
@@ -21,6 +21,7 @@
 #include "app/indexing_queue.h"
 #include "app/indexing_scheduler.h"
 #include "app/job_progress.h"
+#include "app/session.h"
 #include "app/settings.h"
 
 class QAction;
@@ -71,7 +72,6 @@ public:
     void StopPlayExecute();
     // Deletes the worker slots' folders in the work folder.
     void ClearWorkDirectoryExecute();
-    bool ReadINIExecute();
     bool WriteINIExecute();
     // Menu "Выход": writes the INI file, empties the work folder and closes the window.
     void ExitMenuClick();
@@ -189,13 +189,14 @@ private:
     bool OpenLocalFile(const QString& path);
     QString InitialFolder(const QString& name) const;
 
-    TDataModule1& m_store;
-    ProgramFiles m_files;
     QString m_executablePath;
-    Settings m_settings;
-    IndexingQueue m_queue;
-    std::unique_ptr<IndexingScheduler> m_scheduler;
-    int m_slotCount;
+    Session m_session;
+    // The session's parts, under the names the window's code uses.
+    const ProgramFiles& m_files;
+    Settings& m_settings;
+    IndexingQueue& m_queue;
+    TDataModule1& m_store;
+    IndexingScheduler* m_scheduler;
 
     QueueModel* m_model = nullptr;
     QTableView* m_grid = nullptr;

@@ -117,10 +117,6 @@ void TForm3::Timer1Timer() {
     }
 }
 
-int TForm3::LineCount(int page) const {
-    return page >= 0 && page < 3 ? m_counts[page] : 0;
-}
-
 QString TForm3::PageText(int page) const {
     return page >= 0 && page < 3 ? m_memos[page]->toPlainText() : QString();
 }

@@ -31,8 +31,6 @@ public:
     // Sets the three status panels to the line counts ("Успешно обработаны: N", …).
     void Timer1Timer();
 
-    // Lines on a page (0 for an empty page).
-    int LineCount(int page) const;
     // The text of a page, one line per entry.
     QString PageText(int page) const;
     QString StatusText(int panel) const;

@@ -57,12 +57,8 @@ public:
     QTabWidget* PageControl1() const { return m_pages; }
     // PieSeries1 … PieSeries6 (`n` 1..6).
     QPieSeries* PieSeries(int n) const { return m_pies.value(n - 1); }
-    // The chart of PieSeries n.
-    QChart* PieChart(int n) const { return m_pieCharts.value(n - 1); }
     // The duration chart: one bar set per duration class, holding its bar at the class's own position.
     QStackedBarSeries* Series1() const { return m_bars; }
-    QBarCategoryAxis* Series1Axis() const { return m_barAxis; }
-    const QList<QColor>& Palette() const { return m_palette; }
 
 protected:
     void showEvent(QShowEvent* event) override;

@@ -7,7 +7,7 @@ namespace tembrix::links {
 
 inline const QString kMakerSite = QStringLiteral("https://tembrix.example.org/");
 inline const QString kBugReport =
-    QStringLiteral("https://tembrix.example.org/bugreport?prog_id=tembrix&version=1.0");
+    QStringLiteral("https://tembrix.example.org/bugreport?prog_id=tembrix&version=" TEMBRIX_VERSION);
 inline const QString kReview = QStringLiteral("https://tembrix.example.org/reviews/tembrix");
 inline const QString kSupportMail = QStringLiteral("mailto:support@tembrix.example.org");
 inline const QString kContactForm = QStringLiteral("https://tembrix.example.org/contact");

@@ -45,6 +45,11 @@ void Envelope::CompleteBlock() {
         sum += m_peaks[i];
     }
     std::fill(std::begin(m_peaks), std::end(m_peaks), 0u);
+    StoreBlock(sum);
+    m_samplesInBlock = 0;
+}
+
+inline void Envelope::StoreBlock(uint32_t sum) {
     m_lastBlockSum = sum;
     if (m_capacity > 0) {
         m_values[static_cast<size_t>(m_writePosition)] = static_cast<uint16_t>(sum / 10);
@@ -56,7 +61,6 @@ void Envelope::CompleteBlock() {
         ++m_count;
     }
     ++m_blocksCompleted;
-    m_samplesInBlock = 0;
 }
 
 namespace {
@@ -101,17 +105,7 @@ void Envelope::AddSamples(const int16_t* samples, size_t count) {
         for (int b = 0; b < kSubBlocks; ++b) {
             sum += SubBlockPeak(block + b * kSubBlockSize);
         }
-        m_lastBlockSum = sum;
-        if (m_capacity > 0) {
-            m_values[static_cast<size_t>(m_writePosition)] = static_cast<uint16_t>(sum / 10);
-            if (++m_writePosition >= m_capacity) {
-                m_writePosition = 0;
-            }
-        }
-        if (m_count < m_capacity) {
-            ++m_count;
-        }
-        ++m_blocksCompleted;
+        StoreBlock(sum);
         i += kBlockSize;
     }
     for (; i < count; ++i) {

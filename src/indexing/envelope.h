@@ -43,7 +43,11 @@ public:
     QByteArray Blob() const;
 
 private:
+    // Ends the current block from its peaks (which it clears).
     void CompleteBlock();
+    // Stores the value of a block whose peaks sum to `sum` at the write position, which wraps to the
+    // start of the array when it is full.
+    void StoreBlock(uint32_t sum);
 
     uint32_t m_blockSize;
     int32_t m_capacity;

@@ -6,6 +6,7 @@
 
 #include "indexing/process_runner.h"
 #include "indexing/tool_locator.h"
+#include "util/file_utils.h"
 #include "util/path_utils.h"
 
 namespace tembrix {
@@ -126,39 +127,6 @@ TagText ReadTags(const QString& toolPath, const QString& input, const QString& w
         result.text += line + u'\n';
     }
     return result;
-}
-
-QStringList LoadLines(const QString& path, bool* ok) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (ok != nullptr) {
-            *ok = false;
-        }
-        return {};
-    }
-    if (ok != nullptr) {
-        *ok = true;
-    }
-    QByteArray bytes = file.readAll();
-    if (bytes.startsWith("\xEF\xBB\xBF")) {
-        bytes.remove(0, 3);
-    }
-    const QString text = QString::fromUtf8(bytes);
-    QStringList lines;
-    qsizetype start = 0;
-    const qsizetype n = text.size();
-    while (start < n) {
-        qsizetype end = start;
-        while (end < n && text[end] != u'\r' && text[end] != u'\n') {
-            ++end;
-        }
-        lines.append(text.mid(start, end - start));
-        if (end < n && text[end] == u'\r' && end + 1 < n && text[end + 1] == u'\n') {
-            ++end;
-        }
-        start = end + 1;
-    }
-    return lines;
 }
 
 QString TrimControl(const QString& text) {

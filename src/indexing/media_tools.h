@@ -58,10 +58,6 @@ struct TagText {
 // returned as they are.
 TagText ReadTags(const QString& toolPath, const QString& input, const QString& workingDirectory);
 
-// The lines of a UTF-8 text file (a byte-order mark is skipped), split at CR LF, LF or CR; a line break
-// at the very end adds no empty line. `ok` is false when the file cannot be opened.
-QStringList LoadLines(const QString& path, bool* ok = nullptr);
-
 // `text` without the characters up to U+0020 (blanks and control characters) at either end.
 QString TrimControl(const QString& text);
 

@@ -128,7 +128,7 @@ bool ProcessMediaFile::IndexRawFile(const QString& rawFile, const QString& waveF
     if (IsTagBearing(ExtensionOf(workingFile))) {
         const TagText tags = ReadTags(tagTool, workingFile, Subdirectory());
         if (tags.readFailed) {
-            ProgramLog(QStringLiteral("Error: ") + ToolFileName(QStringLiteral("id3-tags-cli")) + u' ' +
+            ProgramLog(QStringLiteral("Error: ") + ExecutableFileName(QStringLiteral("id3-tags-cli")) + u' ' +
                        workingFile);
         } else {
             indexRecord.info = tags.text;
@@ -226,7 +226,7 @@ void ProcessMediaFile::Execute() {
         }
         indexRecord.all_tracks = 1;
         const QString tagTool = JoinPath(JoinPath(m_setup.programDir, QStringLiteral("id3-tags")),
-                                         ToolFileName(QStringLiteral("id3-tags-cli")));
+                                         ExecutableFileName(QStringLiteral("id3-tags-cli")));
         if (!IndexRawFile(rawFile, QString(), workingFile, tagTool, 0)) {
             return;
         }
@@ -243,7 +243,8 @@ void ProcessMediaFile::Execute() {
             indexRecord.all_tracks = 1;
         }
         // 9. Each track through ffmpeg, then SoX.
-        const QString tagTool = JoinPath(m_setup.programDir, ToolFileName(QStringLiteral("id3-tags-cli")));
+        const QString tagTool =
+            JoinPath(m_setup.programDir, ExecutableFileName(QStringLiteral("id3-tags-cli")));
         for (int track = 0; track < indexRecord.all_tracks; ++track) {
             if (!ExtractAudioTrack(m_setup.ffmpegPath, workingFile, waveFile, track, m_setup.workDir)) {
                 QFile::remove(waveFile);

@@ -9,14 +9,6 @@
 
 namespace tembrix {
 
-QString ToolFileName(const QString& baseName) {
-#ifdef Q_OS_WIN
-    return baseName + QStringLiteral(".exe");
-#else
-    return baseName;
-#endif
-}
-
 QString FfprobePathFor(const QString& ffmpegPath) {
 #ifdef Q_OS_WIN
     QString result = ffmpegPath;
@@ -38,8 +30,8 @@ QString Locate(QString& kept, const QString& programDir, const QString& tool, co
     if (!kept.isEmpty()) {
         return kept;
     }
-    const QString beside = JoinPath(programDir, ToolFileName(tool));
-    const QString inFolder = JoinPath(JoinPath(programDir, folderName), ToolFileName(tool));
+    const QString beside = JoinPath(programDir, ExecutableFileName(tool));
+    const QString inFolder = JoinPath(JoinPath(programDir, folderName), ExecutableFileName(tool));
     if (FileExists(beside)) {
         kept = beside;
     } else if (FileExists(inFolder)) {
@@ -54,7 +46,7 @@ QString Locate(QString& kept, const QString& programDir, const QString& tool, co
         }
     }
     if (kept.isEmpty()) {
-        const QString found = QStandardPaths::findExecutable(ToolFileName(tool));
+        const QString found = QStandardPaths::findExecutable(ExecutableFileName(tool));
         if (!found.isEmpty()) {
             kept = QDir::toNativeSeparators(found);
         }

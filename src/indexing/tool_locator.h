@@ -6,9 +6,6 @@
 
 namespace tembrix {
 
-// A tool's file name on this platform: `baseName` plus ".exe" on Windows, `baseName` elsewhere.
-QString ToolFileName(const QString& baseName);
-
 // The ffprobe program beside an ffmpeg program. On Windows every "ffmpeg.exe" in the path is replaced by
 // "ffprobe.exe" (case-insensitively); elsewhere every "ffmpeg" in the file-name part is replaced by
 // "ffprobe" and the folder part is left alone. A path without that name comes back unchanged.

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QLocale>
 #include <QRegularExpression>
+#include <QSaveFile>
 #include <QStringDecoder>
 #include <algorithm>
 #include <optional>
@@ -262,6 +263,68 @@ bool FileExists(const QString& path) {
 
 bool FolderExists(const QString& path) {
     return !path.isEmpty() && QFileInfo(path).isDir();
+}
+
+bool ReadWholeFile(const QString& path, QByteArray& bytes) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    bytes = file.readAll();
+    return file.error() == QFileDevice::NoError;
+}
+
+bool SaveWholeFile(const QString& path, const QByteArray& bytes) {
+    QSaveFile file(path);
+    file.setDirectWriteFallback(true);
+    if (!file.open(QIODevice::WriteOnly)) {
+        return false;
+    }
+    if (file.write(bytes) != bytes.size()) {
+        file.cancelWriting();
+        return false;
+    }
+    return file.commit();
+}
+
+QString Utf8Text(QByteArray bytes) {
+    if (bytes.startsWith("\xEF\xBB\xBF")) {
+        bytes.remove(0, 3);
+    }
+    return QString::fromUtf8(bytes);
+}
+
+QStringList SplitLines(const QString& text, bool loneCrBreaks) {
+    QStringList lines;
+    qsizetype start = 0;
+    const qsizetype n = text.size();
+    while (start < n) {
+        qsizetype end = start;
+        while (end < n && text[end] != u'\n' && !(loneCrBreaks && text[end] == u'\r')) {
+            ++end;
+        }
+        if (loneCrBreaks) {
+            lines.append(text.mid(start, end - start));
+            if (end + 1 < n && text[end] == u'\r' && text[end + 1] == u'\n') {
+                ++end;  // CR LF is one break
+            }
+        } else {
+            // One CR before the LF (or at the very end) belongs to the line end.
+            const bool cr = end > start && text[end - 1] == u'\r';
+            lines.append(text.mid(start, end - start - (cr ? 1 : 0)));
+        }
+        start = end + 1;
+    }
+    return lines;
+}
+
+QStringList LoadLines(const QString& path, bool* ok) {
+    QByteArray bytes;
+    const bool read = ReadWholeFile(path, bytes);
+    if (ok != nullptr) {
+        *ok = read;
+    }
+    return read ? SplitLines(Utf8Text(bytes), true) : QStringList();
 }
 
 }  // namespace tembrix

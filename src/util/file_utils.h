@@ -26,6 +26,25 @@ bool DeleteFilesBelow(const QString& folder);
 // Removes a folder with everything in it. True when the folder no longer exists afterwards.
 bool RemoveFolder(const QString& folder);
 
+// Reads the whole file into `bytes`; false when it cannot be opened or read.
+bool ReadWholeFile(const QString& path, QByteArray& bytes);
+
+// Writes `bytes` as the file's whole content through a temporary file renamed over it, so a failed
+// write leaves the old file in place. In a folder where no new file can be made, the file is
+// overwritten in place instead. False when the write fails.
+bool SaveWholeFile(const QString& path, const QByteArray& bytes);
+
+// UTF-8 text of a file's bytes, a leading byte-order mark dropped.
+QString Utf8Text(QByteArray bytes);
+
+// The lines of `text`, split at CR LF and LF, and also at a lone CR when `loneCrBreaks` is set; a line
+// end at the very end adds no empty line.
+QStringList SplitLines(const QString& text, bool loneCrBreaks);
+
+// The lines of a UTF-8 text file (a byte-order mark is skipped), split at CR LF, LF or CR; a line break
+// at the very end adds no empty line. `ok` is false when the file cannot be opened.
+QStringList LoadLines(const QString& path, bool* ok = nullptr);
+
 // Size in bytes, or -1 when the file cannot be examined.
 qint64 FileSize(const QString& path);
 

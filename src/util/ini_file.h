@@ -2,11 +2,11 @@
 // A small INI reader and writer: "[Section]" lines and "Key=Value" lines, read and written as plain text.
 // Safe on any thread for distinct objects.
 
-#include <QFile>
-#include <QSaveFile>
 #include <QString>
 #include <QStringList>
 #include <optional>
+
+#include "util/file_utils.h"
 
 namespace tembrix {
 
@@ -19,27 +19,11 @@ class IniText {
 public:
     // Reads the file; false when it cannot be read.
     bool Load(const QString& path) {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
+        QByteArray bytes;
+        if (!ReadWholeFile(path, bytes)) {
             return false;
         }
-        QByteArray bytes = file.readAll();
-        if (file.error() != QFileDevice::NoError) {
-            return false;
-        }
-        if (bytes.startsWith("\xEF\xBB\xBF")) {
-            bytes.remove(0, 3);
-        }
-        m_lines = QString::fromUtf8(bytes).split(u'\n');
-        for (QString& line : m_lines) {
-            if (line.endsWith(u'\r')) {
-                line.chop(1);
-            }
-        }
-        // The line end after the last line is not a line of its own.
-        if (!m_lines.isEmpty() && m_lines.constLast().isEmpty()) {
-            m_lines.removeLast();
-        }
+        m_lines = SplitLines(Utf8Text(bytes), false);
         return true;
     }
 
@@ -100,16 +84,7 @@ public:
             bytes += line.toUtf8();
             bytes += lineEnd;
         }
-        QSaveFile file(path);
-        file.setDirectWriteFallback(true);
-        if (!file.open(QIODevice::WriteOnly)) {
-            return false;
-        }
-        if (file.write(bytes) != bytes.size()) {
-            file.cancelWriting();
-            return false;
-        }
-        return file.commit();
+        return SaveWholeFile(path, bytes);
     }
 
 private:

@@ -4,6 +4,14 @@
 
 namespace tembrix {
 
+QString ExecutableFileName(const QString& baseName) {
+#ifdef Q_OS_WIN
+    return baseName + QStringLiteral(".exe");
+#else
+    return baseName;
+#endif
+}
+
 QString FileNameOf(const QString& path) {
     const qsizetype pos = path.lastIndexOf(QDir::separator());
     return pos < 0 ? path : path.mid(pos + 1);

@@ -22,6 +22,9 @@ QString DirectoryOf(const QString& path);
 // path + ext unless the path already ends with ext, compared exactly (case-sensitive).
 QString ForceExtension(const QString& path, const QString& ext);
 
+// A program's file name on this platform: `baseName` plus ".exe" on Windows, `baseName` elsewhere.
+QString ExecutableFileName(const QString& baseName);
+
 // folder + native separator + name.
 QString JoinPath(const QString& folder, const QString& name);
 

@@ -1,5 +1,6 @@
 #include "util/text_utils.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tembrix {
@@ -82,36 +83,16 @@ QString GroupThousands(qint64 value) {
     return result.trimmed();
 }
 
-namespace {
-
-QString TwoDigits(int v) {
-    return v <= 9 ? QStringLiteral("0") + QString::number(v) : QString::number(v);
+QString ClockText(qint64 seconds) {
+    seconds = std::max<qint64>(0, seconds);
+    return QStringLiteral("%1:%2:%3")
+        .arg(seconds / 3600)
+        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
 }
-
-QString DurationBody(int t) {
-    QString out;
-    int r = t;
-    if (t < 3600) {
-        out = QStringLiteral("0:");
-    } else {
-        out = QString::number(t / 3600) + u':';
-        r = t % 3600;
-    }
-    int seconds = r;
-    if (r < 60) {
-        out += QStringLiteral("00:");
-    } else {
-        out += TwoDigits(r / 60) + u':';
-        seconds = r % 60;
-    }
-    out += TwoDigits(seconds);
-    return out;
-}
-
-}  // namespace
 
 QString DurationText(int seconds, bool withSeconds) {
-    QString out = DurationBody(seconds);
+    QString out = ClockText(seconds);
     if (withSeconds) {
         out += QStringLiteral(" (") + GroupThousands(seconds) + QStringLiteral(" сек)");
     }
@@ -119,30 +100,16 @@ QString DurationText(int seconds, bool withSeconds) {
 }
 
 QString DurationTextEn(int seconds, bool withSeconds) {
-    QString out = DurationBody(seconds);
-    if (withSeconds) {
-        out += QStringLiteral(" (") + GroupThousands(seconds) + QStringLiteral(" sec)");
-    }
-    return out;
+    return DurationText(seconds, false) +
+           (withSeconds ? QStringLiteral(" (") + GroupThousands(seconds) + QStringLiteral(" sec)")
+                        : QString());
 }
 
 QString PreciseDurationText(double x) {
-    double rest = x;
-    int hours = 0;
-    if (rest >= 3600.0) {
-        hours = static_cast<int>(rest / 3600.0);
-        rest -= hours * 3600.0;
-    }
-    int minutes = 0;
-    if (rest >= 60.0) {
-        minutes = static_cast<int>(rest / 60.0);
-        rest -= minutes * 60.0;
-    }
-    const int whole = static_cast<int>(rest);
-    const QString hms = QString::asprintf("%d:%02d:%02d", hours, minutes, whole);
+    const auto whole = static_cast<qint64>(std::trunc(x));
     const QString fraction = QString::asprintf("%5.3f", x - std::trunc(x)).mid(1);
-    return hms + fraction + QStringLiteral(" (") + GroupThousands(static_cast<qint64>(std::trunc(x))) +
-           fraction + QStringLiteral(" сек)");
+    return ClockText(whole) + fraction + QStringLiteral(" (") + GroupThousands(whole) + fraction +
+           QStringLiteral(" сек)");
 }
 
 QString DateTimeText(const QDateTime& when) {

@@ -18,8 +18,11 @@ QString ReplaceAll(const QString& text, const QString& from, const QString& to);
 // character of the number, so -123456 -> "- 123 456".
 QString GroupThousands(qint64 value);
 
-// "H:MM:SS" for whole seconds (hours not padded or limited), followed by " (N сек)" with N grouped by
-// thousands when `withSeconds` is set: 75 -> "0:01:15 (75 сек)".
+// Whole seconds as "H:MM:SS", hours not padded or limited ("0:05:12", "27:00:00"); below 0 counts as 0.
+QString ClockText(qint64 seconds);
+
+// ClockText followed by " (N сек)" with N grouped by thousands when `withSeconds` is set:
+// 75 -> "0:01:15 (75 сек)".
 QString DurationText(int seconds, bool withSeconds);
 
 // The same with the English suffix " sec)".

@@ -47,8 +47,9 @@ IndexingQueue QueueOf(const QStringList& paths) {
     return queue;
 }
 
-// Catches wrong entry facts, a duplicate entered twice, a vanished file dropped, and a folder, FIFO (it
-// would hang the worker) or name that was not UTF-8 entering the queue.
+// Catches wrong entry facts, a duplicate entered twice, a vanished file dropped, a folder's extension taken
+// for the file's, and a folder, FIFO (it would hang the worker) or name that was not UTF-8 entering the
+// queue.
 TEST(IndexingQueue, AddFile) {
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -73,13 +74,13 @@ TEST(IndexingQueue, AddFile) {
 
     const QString gone = dir.File(QStringLiteral("gone.ogg"));
     const QString folder = dir.File(QStringLiteral("folder.mp3"));
-    QDir().mkpath(folder);
+    const QString inFolder = dir.Write(QStringLiteral("folder.mp3/readme"), "x");
     const QString fifo = dir.File(QStringLiteral("pipe.wav"));
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     const QString lossy =
         dir.File(QStringLiteral("bad") + QChar(QChar::ReplacementCharacter) + QStringLiteral(".wav"));
     EXPECT_TRUE(queue.AddFile(gone));
-    for (const QString& refused : {folder, fifo, lossy}) {
+    for (const QString& refused : {folder, fifo, lossy, inFolder}) {
         EXPECT_FALSE(queue.AddFile(refused));
     }
     EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + folder, kNotRegularFileSkipped + fifo,

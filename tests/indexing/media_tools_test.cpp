@@ -15,6 +15,7 @@
 #include "indexing/tool_locator.h"
 #include "support/media_fixtures.h"
 #include "support/temp_dir.h"
+#include "util/file_utils.h"
 
 namespace tembrix {
 namespace {
