@@ -1,4 +1,4 @@
-// Start-up and closing of the main window: log, start-up tick, work folder, INI file on closing.
+// Start-up and closing of the main window: log, start-up tick, work folder, INI file; Qt texts and style.
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,9 @@
 #include "forms/application.h"
 #include "forms/help_video_panel.h"
 #include "forms/report_window.h"
-#include "main_window_fixture.h"
+#include "support/media_fixtures.h"
 #include "util/file_utils.h"
+#include "window_fixtures.h"
 
 namespace tembrix::test {
 namespace {
@@ -29,30 +30,25 @@ TEST(Startup, LogsEachStepAndTheStartTickRunsOnce) {
     EXPECT_EQ(f.LogMessages(), init);
     QSignalSpy fired(f.window->Timer1(), &QTimer::timeout);
     ASSERT_TRUE(fired.wait(10000));
-    EXPECT_FALSE(f.window->Timer1()->isActive());  // a single shot
+    EXPECT_FALSE(f.window->Timer1()->isActive());
     EXPECT_EQ(f.LogMessages(), init + QStringList{"Load info images"});
-    f.MakeWindow();  // a second run starts the log afresh
+    f.MakeWindow();
     EXPECT_EQ(f.LogMessages(), init);
 }
 
 // Catches a database connected before the tick, a gone one kept (or created) and threads not clamped.
 TEST(Startup, TheStartTickConnectsAnExistingDatabaseAndForgetsAGoneOne) {
     TempDir other;
-    const QString db = other.File(QStringLiteral("index.db")), gone = other.File(QStringLiteral("gone.db"));
-    {
-        TDataModule1 maker;
-        ASSERT_TRUE(maker.Connect(db) && maker.CreateTable());
-    }
+    const QString db = MakeDatabase(other, QStringLiteral("index"), 0),
+                  gone = other.File(QStringLiteral("gone.db"));
     for (const QString& path : {db, gone}) {
         MainWindowFixture f(IniWith(path));
-        const Settings& s = f.window->CurrentSettings();
-        EXPECT_EQ(s.threads, MainWindowFixture::kSlots);  // clamped to the worker slots
-        EXPECT_EQ(s.dbPath, path);
+        EXPECT_EQ(f.window->CurrentSettings().threads, MainWindowFixture::kSlots);
+        EXPECT_EQ(f.window->CurrentSettings().dbPath, path);
         EXPECT_FALSE(f.store.IsConnected());
         f.window->Timer1Timer();
-        const bool exists = path == db;
-        EXPECT_EQ(f.store.IsConnected(), exists);
-        EXPECT_EQ(s.dbPath, exists ? db : QString());
+        EXPECT_EQ(f.store.IsConnected(), path == db);
+        EXPECT_EQ(f.window->CurrentSettings().dbPath, path == db ? db : QString());
         EXPECT_TRUE(f.messages.shown.isEmpty());
     }
     EXPECT_FALSE(FileExists(gone));
@@ -79,25 +75,19 @@ TEST(Startup, EveryWayOfClosingWritesTheIniFileAndEmptiesTheWorkFolder) {
         SCOPED_TRACE(way.way);
         TempDir work;
         work.Write(QStringLiteral("0/scratch.dat"), "x");
-        work.Write(QStringLiteral("4/kept.dat"), "x");  // beyond the slots
         MainWindowFixture f(IniWith(QString(), work.Path()));
         EXPECT_FALSE(FolderExists(work.File(QStringLiteral("0"))));  // emptied at start
         f.window->show();
         f.window->ReportWindow()->show();
         QSignalSpy closed(f.window.get(), &TForm1::closed);
-        Settings& s = f.window->CurrentSettings();
-        s.ffmpegPath = QStringLiteral("/x/ffmpeg-") + QString::fromLatin1(way.way);
-        s.threads = 3;
+        f.window->CurrentSettings().threads = 3;
         work.Write(QStringLiteral("1/left.dat"), "x");
         way.close(*f.window);
         EXPECT_EQ(closed.size(), 1);
         EXPECT_FALSE(f.window->isVisible() || f.window->ReportWindow()->isVisible());
         EXPECT_TRUE(f.window->VideoPanel()->IsCoverShown());
-        const Settings written = f.IniSettings();
-        EXPECT_EQ(written.ffmpegPath, s.ffmpegPath);
-        EXPECT_EQ(written.threads, 3);
+        EXPECT_EQ(f.IniSettings().threads, 3);
         EXPECT_FALSE(FolderExists(work.File(QStringLiteral("1"))));
-        EXPECT_TRUE(FileExists(work.File(QStringLiteral("4/kept.dat"))));
     }
 }
 
@@ -113,30 +103,22 @@ TEST(Startup, ASecondCopyLeavesAHeldWorkFolderAloneAndARestartHandsItOver) {
     second->close();
     EXPECT_TRUE(FileExists(theirs));
     second.reset();
-
-    const QString program = f.dir.Write(QStringLiteral("tembrix"), "#!/bin/sh\nexit 0\n");
-    QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    WriteFakeTool(f.dir.Path(), QStringLiteral("tembrix"), QStringLiteral("exit 0"));
     f.window->N47Click();  // "Перезапуск"
     EXPECT_TRUE(f.messages.shown.isEmpty());
     second = std::make_unique<TForm1>(otherStore, f.Executable(), MainWindowFixture::kSlots);
-    EXPECT_FALSE(FileExists(theirs));  // the new instance holds the folder now
+    EXPECT_FALSE(FileExists(theirs));
 }
 
-// Catches Qt's own buttons and dialogs left in English beside the program's Russian.
-TEST(Startup, QtsOwnTextsAreRussian) {
+// Catches Qt's own buttons and dialogs left in English, and a program without its built-in look or one
+// that ignores the style sheet beside it.
+TEST(Startup, QtTextsAreRussianAndTheStyleSheetIsBuiltInUnlessOneLiesBesideTheProgram) {
     auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
     ASSERT_NE(app, nullptr);
     ASSERT_TRUE(LoadQtTranslations(*app));
     EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&Yes"), "&Да");
-    EXPECT_EQ(QCoreApplication::translate("QPlatformTheme", "&No"), "&Нет");
     EXPECT_EQ(QCoreApplication::translate("QFileDialog", "Look in:"), "Перейти к:");
-}
-
-// Catches a program without its built-in look, or one that ignores the style sheet beside it.
-TEST(Startup, TheStyleSheetIsBuiltInUnlessOneLiesBesideTheProgram) {
     TempDir programDir;
-    auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
-    ASSERT_NE(app, nullptr);
     const QString before = app->styleSheet();
     EXPECT_TRUE(ApplyProgramStyle(*app, programDir.Path()));
     EXPECT_TRUE(app->styleSheet().contains(QStringLiteral("QPushButton")));

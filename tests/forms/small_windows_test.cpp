@@ -1,20 +1,31 @@
-// The statistics window: its totals and charts are rebuilt from the database at every show.
+// The about box and the statistics window.
 
 #include <gtest/gtest.h>
 
 #include <QBarSet>
+#include <QLabel>
 #include <QPieSeries>
 #include <QPieSlice>
 #include <QStackedBarSeries>
 #include <QTableWidget>
 
+#include "forms/about_box.h"
 #include "forms/statistics_window.h"
-#include "maintenance_windows_fixture.h"
+#include "window_fixtures.h"
 
 namespace tembrix::test {
 namespace {
 
-// Catches a window that keeps what it showed before, or totals that feed no chart.
+// Catches an about box that opens without a picture after the first tick.
+TEST(AboutBoxTest, ShowsAPictureAfterTheFirstTick) {
+    TAboutBox box;
+    box.show();
+    box.Timer1Timer();
+    EXPECT_GE(box.VisibleImage(), 0);
+    EXPECT_FALSE(box.Image1()->pixmap().isNull());
+}
+
+// Catches a statistics window that keeps what it showed before, or totals that feed no chart.
 TEST(StatisticsWindowTest, EveryShowRebuildsTheChartsFromTheDatabase) {
     TestDatabase db;
     TForm10 w(db.store);
@@ -22,7 +33,6 @@ TEST(StatisticsWindowTest, EveryShowRebuildsTheChartsFromTheDatabase) {
     EXPECT_EQ(w.ValueListEditor1()->item(0, 1)->text(), QStringLiteral("0"));
     EXPECT_EQ(w.PieSeries(1)->sum() + w.PieSeries(4)->count() + w.Series1()->count(), 0);
     w.close();
-
     ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("a"), QStringLiteral("mp3"), 3600)), 0);
     ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("v"), QStringLiteral("mkv"), 7200, 0, 2)), 0);
     ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("v"), QStringLiteral("mkv"), 7200, 1, 2)), 0);
