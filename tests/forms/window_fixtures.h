@@ -3,7 +3,6 @@
 // scripted messages and recorded modal dialogs.
 
 #include <QDialog>
-#include <QFile>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -77,33 +76,18 @@ inline QString MakeDatabase(const TempDir& dir, const QString& stem, int rows) {
 // A connected database with its table in a temporary folder.
 struct TestDatabase {
     explicit TestDatabase(const QString& name = QStringLiteral("index.db")) : path(dir.File(name)) {
-        ok = store.Connect(path) && store.CreateTable();
+        store.Connect(path);
+        store.CreateTable();
     }
     int Add(const IndexRecord& r, const std::vector<uint16_t>& values = std::vector<uint16_t>(4, 100)) {
         return AddRecord(store, r, values);
     }
-    int64_t Rows() { return store.QueryScalar(QStringLiteral("SELECT COUNT(*) AS res FROM data")); }
 
-    RecordingMessages messages;  // first, so that a failed Connect is recorded
+    RecordingMessages messages;
     TempDir dir;
     QString path;
     TDataModule1 store;
-    bool ok = false;
 };
-
-// The messages of a program log, without their time stamps.
-inline QStringList LogMessagesIn(const QString& path) {
-    QFile file(path);
-    QStringList lines;
-    if (file.open(QIODevice::ReadOnly)) {
-        for (const QByteArray& line : file.readAll().split('\n')) {
-            if (!line.isEmpty()) {
-                lines.append(QString::fromUtf8(line).section(u' ', 2));
-            }
-        }
-    }
-    return lines;
-}
 
 // A modal dialog the window asked for: its class and, for the settings dialog, the page it showed.
 struct ModalCall {
@@ -134,7 +118,6 @@ public:
         });
     }
     QString Executable() const { return dir.File(QStringLiteral("tembrix")); }
-    QStringList LogMessages() const { return LogMessagesIn(dir.File(QStringLiteral("tembrix.log"))); }
     // The settings the INI file holds now (threads -100 when there is no file).
     Settings IniSettings() const {
         Settings read;
