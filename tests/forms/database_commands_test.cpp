@@ -109,27 +109,23 @@ TEST(SwitchDatabase, ShowingTheOpenBrowserAgainListsItAnew) {
 }
 
 // Catches ".db" not added, a database without its table or INI entry, and a failure kept.
-TEST(DatabaseCommands, CreateMakesTheTableAndForgetsAFailure) {
+TEST(DatabaseCommands, CreateClearAndCompact) {
     MainWindowFixture f;
     TempDir data;
     f.messages.choices = {data.File(QStringLiteral("plain")),
                           data.File(QStringLiteral("no/such/folder/new"))};
     f.window->N9Click();
     EXPECT_EQ(f.store.DatabasePath(), data.File(QStringLiteral("plain.db")));
-    EXPECT_EQ(f.store.QueryScalar(QStringLiteral("SELECT COUNT(*) AS res FROM Data")),
-              0);  // the table is there
+    EXPECT_TRUE(f.store.ClearTable());  // the table is there
     EXPECT_EQ(f.IniSettings().dbPath, data.File(QStringLiteral("plain.db")));
     f.window->N9Click();
     EXPECT_FALSE(f.store.IsConnected());
     EXPECT_TRUE(f.window->CurrentSettings().dbPath.isEmpty());
     EXPECT_EQ(f.messages.shown, QStringList({"Ошибка подключения к базе данных!"}));
-}
 
-// Catches commands run without a database, clearing on "no", and a failed clear or compaction followed
-// by a success message.
-TEST(DatabaseCommands, ClearAsksAndClearAndCompactTellTheirOutcome) {
-    MainWindowFixture f;
-    TempDir data;
+    // Catches commands run without a database, clearing on "no", and a failed clear or compaction
+    // followed by a success message.
+    f.messages.shown.clear();
     f.window->N11Click();
     f.window->N42Click();
     f.window->N44Click();
