@@ -1,127 +1,164 @@
-// The main window's database and program commands: create, clear, compact and switch; programs and help.
+// The main window's database and program commands: switch, create, clear and compact; programs and help.
 
 #include <gtest/gtest.h>
 
-#include <QFile>
+#include <QLineEdit>
+#include <QLineSeries>
+#include <QListView>
+#include <QPlainTextEdit>
+#include <QTableWidget>
+#include <QUrl>
 
 #include "database/maint_test_db.h"
-#include "main_window_fixture.h"
-#include "maintenance_windows_fixture.h"
+#include "forms/browser_window.h"
+#include "forms/shell_open.h"
 #include "util/file_utils.h"
+#include "window_fixtures.h"
 
 namespace tembrix::test {
 namespace {
 
-class DatabaseCommands : public ::testing::Test {
-protected:
-    // Makes data/<name> with `rows` rows and returns its path.
-    QString MakeDatabase(const QString& name, int rows) {
-        const QString path = data.File(name);
-        TDataModule1 maker;
-        EXPECT_TRUE(maker.Connect(path) && maker.CreateTable());
-        for (int n = 0; n < rows; ++n) {
-            IndexRecord r = MakeRecord(QString::number(n), QStringLiteral("mp3"), 60);
-            r.index_size = 2;
-            const uint16_t value = 1;
-            EXPECT_EQ(maker.InsertRecordWithIndex(r, &value), TDataModule1::kOk);
-        }
-        maker.Commit();
-        return path;
+QStringList BrowserLines(const TForm9& browser) {
+    QStringList lines;
+    for (int row = 0; row < browser.ListBox1()->model()->rowCount(); ++row) {
+        lines.append(browser.ListBox1()->model()->index(row, 0).data().toString());
     }
-    int Rows() {
-        return static_cast<int>(f.store.QueryScalar(QStringLiteral("SELECT COUNT(*) AS res FROM Data")));
-    }
+    return lines;
+}
 
+// Catches a database chosen from the menu or saved in the settings but not connected (rows would fail or
+// go into the old one), a switch not saved, a missing file taken or created, a read-only one
+// unannounced, and a browser left showing the list, record or graph of the database before.
+TEST(SwitchDatabase, FromTheMenuOrTheSettings) {
+    TempDir data;
+    const QString first = MakeDatabase(data, QStringLiteral("first"), 1);
+    const QString second = MakeDatabase(data, QStringLiteral("second"), 3);
+    const QString empty = MakeDatabase(data, QStringLiteral("empty"), 0);
+    const QString readOnly = MakeDatabase(data, QStringLiteral("readonly"), 2);
+    QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther);
+    const QString missing = data.File(QStringLiteral("missing.db"));
+    const QString notFound = "Не найден файл: " + missing;
+    const QString warned =  // a user that may write anywhere gets no warning
+        IsFileReadWritable(readOnly) ? QString() : "База данных доступна только для чтения: " + readOnly;
+    const QStringList seconds = {"second-1", "second-2", "second-3"}, firsts = {"first-1"};
+    const struct {
+        bool menu;
+        QString before, chosen, after;  // connected before ("" none), chosen, connected after
+        QStringList lines;
+        QString message;
+    } cases[] = {
+        {false, QString(), second, second, seconds, QString()},
+        {false, first, second, second, seconds, QString()},
+        {false, first, empty, empty, {}, QString()},
+        {false, first, missing, first, firsts, notFound},
+        {false, first, readOnly, readOnly, {"readonly-1", "readonly-2"}, warned},
+        {true, first, second, second, seconds, QString()},
+        {true, first, missing, first, firsts, notFound},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << (c.menu ? "menu: " : "settings: ") << c.chosen.toStdString());
+        MainWindowFixture f;
+        if (!c.before.isEmpty()) {
+            ASSERT_TRUE(f.store.Connect(c.before));
+        }
+        f.window->CurrentSettings().dbPath = c.before;
+        f.window->WriteINIExecute();
+        f.window->N16Click();
+        const auto* browser = static_cast<TForm9*>(f.window->BrowserWindow());
+        if (c.menu) {
+            f.messages.choices = {c.chosen};
+            f.window->N14Click();
+        } else {
+            f.window->SetModalRunner([&](QDialog& dialog) {
+                auto* settings = qobject_cast<TForm2*>(&dialog);
+                settings->FormShow();
+                settings->DatabaseEdit()->setText(c.chosen);
+                settings->SaveClick();
+                return static_cast<int>(QDialog::Accepted);
+            });
+            f.window->ShowSettings(TForm2::kDatabasePage);
+        }
+        f.window->Timer3Timer();
+        EXPECT_EQ(f.store.IsConnected() ? f.store.DatabasePath() : QString(), c.after);
+        EXPECT_EQ(f.window->CurrentSettings().dbPath, c.after);
+        EXPECT_EQ(f.IniSettings().dbPath, c.after);
+        EXPECT_EQ(f.window->windowTitle(), "Тембрикс - " + c.after);
+        EXPECT_EQ(f.messages.shown, c.message.isEmpty() ? QStringList() : QStringList{c.message});
+        EXPECT_EQ(BrowserLines(*browser), c.lines);
+        if (c.lines.isEmpty()) {  // nothing of the database before stays on screen
+            EXPECT_EQ(browser->ValueListEditor1()->rowCount() + browser->Series1()->count(), 0);
+            EXPECT_TRUE(browser->Memo1()->toPlainText().isEmpty());
+        } else {
+            EXPECT_EQ(browser->ValueListEditor1()->item(0, 1)->text(), c.lines[0]);
+        }
+        EXPECT_FALSE(FileExists(missing));
+        f.window->BrowserWindow()->close();
+    }
+}
+
+// Catches a browser shown again (Ctrl+Alt+V on an open one) that keeps its old list.
+TEST(SwitchDatabase, ShowingTheOpenBrowserAgainListsItAnew) {
+    TempDir data;
+    MainWindowFixture f;
+    ASSERT_TRUE(f.store.Connect(MakeDatabase(data, QStringLiteral("db"), 1)));
+    f.window->N16Click();
+    ASSERT_EQ(AddRecord(f.store, MakeRecord(QStringLiteral("added"), QStringLiteral("wav"), 70)), 0);
+    f.window->N16Click();
+    EXPECT_EQ(BrowserLines(*static_cast<TForm9*>(f.window->BrowserWindow())), QStringList({"added", "db-1"}));
+    f.window->BrowserWindow()->close();
+}
+
+// Catches ".db" not added, a database without its table or INI entry, and a failure kept.
+TEST(DatabaseCommands, CreateClearAndCompact) {
     MainWindowFixture f;
     TempDir data;
-};
-
-// Catches ".db" added twice or not at all, a database without its table or INI entry, a failure kept.
-TEST_F(DatabaseCommands, CreateAppendsTheExtensionOnlyWhenMissingAndForgetsAFailure) {
-    const char* cases[][2] = {{"plain", "plain.db"}, {"named.db", "named.db"}, {"dotted.DB", "dotted.DB.db"}};
-    for (const auto& c : cases) {
-        const QString made = data.File(QString::fromLatin1(c[1]));
-        f.messages.choices.push_back(data.File(QString::fromLatin1(c[0])));
-        f.window->N9Click();
-        EXPECT_EQ(f.store.DatabasePath(), made);
-        EXPECT_EQ(Rows(), 0);  // the table is there
-        EXPECT_EQ(f.IniSettings().dbPath, made);
-    }
-    EXPECT_TRUE(f.messages.shown.isEmpty());
-
-    f.messages.choices.push_back(data.File(QStringLiteral("no/such/folder/new")));
+    f.messages.choices = {data.File(QStringLiteral("plain")),
+                          data.File(QStringLiteral("no/such/folder/new"))};
+    f.window->N9Click();
+    EXPECT_EQ(f.store.DatabasePath(), data.File(QStringLiteral("plain.db")));
+    EXPECT_TRUE(f.store.ClearTable());  // the table is there
+    EXPECT_EQ(f.IniSettings().dbPath, data.File(QStringLiteral("plain.db")));
     f.window->N9Click();
     EXPECT_FALSE(f.store.IsConnected());
     EXPECT_TRUE(f.window->CurrentSettings().dbPath.isEmpty());
     EXPECT_EQ(f.messages.shown, QStringList({"Ошибка подключения к базе данных!"}));
-}
 
-// Catches commands run without a database, clearing on "no", and failures reported as done.
-TEST_F(DatabaseCommands, ClearAsksAndCompactReportsItsOutcome) {
+    // Catches commands run without a database, clearing on "no", and a failed clear or compaction
+    // followed by a success message.
+    f.messages.shown.clear();
     f.window->N11Click();
     f.window->N42Click();
     f.window->N44Click();
     EXPECT_EQ(f.messages.shown, QStringList(3, "База данных не подключена!"));
     EXPECT_TRUE(f.messages.asked.isEmpty() && f.modals.empty());
 
-    ASSERT_TRUE(f.store.Connect(MakeDatabase(QStringLiteral("full.db"), 5)));
+    ASSERT_TRUE(f.store.Connect(MakeDatabase(data, QStringLiteral("full"), 5)));
     f.messages.shown.clear();
     f.messages.answers = {false, true};
     f.window->N11Click();
-    EXPECT_EQ(Rows(), 5);
+    EXPECT_EQ(f.store.QueryScalar(QStringLiteral("SELECT COUNT(*) AS res FROM Data")), 5);
     f.window->N11Click();
-    EXPECT_EQ(Rows(), 0);
+    EXPECT_EQ(f.store.QueryScalar(QStringLiteral("SELECT COUNT(*) AS res FROM Data")), 0);
     EXPECT_EQ(f.messages.asked,
               QStringList(2, "Требуется подтверждение | Вы точно хотите удалить все записи?"));
     f.window->N42Click();
-    f.store.Busy().TryAcquire();  // a store that stays busy: the compaction fails
-    f.window->N42Click();
-    f.store.Busy().Release();
-    EXPECT_EQ(f.messages.shown, QStringList({"База данных успешно очищена!", "База данных сжата!",
-                                             "Операция завершилась ошибкой!"}));
     f.window->N44Click();
     ASSERT_EQ(f.modals.size(), 1u);
     EXPECT_EQ(f.modals[0].className, "tembrix::TForm10");
 
-    // Catches a failed clear followed by the success message, and a failed VACUUM reported as done.
-    const QString damaged = MakeDatabase(QStringLiteral("damaged.db"), 60);
+    const QString damaged = MakeDatabase(data, QStringLiteral("damaged"), 60);
     ASSERT_TRUE(DamageRows(damaged));
     ASSERT_TRUE(f.store.Connect(damaged));
-    f.messages.shown.clear();
     f.messages.answers = {true};
     f.window->N11Click();
     f.window->N42Click();
-    EXPECT_EQ(f.messages.shown, QStringList({"Ошибка очистки таблицы!", "Операция завершилась ошибкой!"}));
+    EXPECT_EQ(f.messages.shown, QStringList({"База данных успешно очищена!", "База данных сжата!",
+                                             "Ошибка очистки таблицы!", "Операция завершилась ошибкой!"}));
 }
 
-// Catches a switch to a missing file (or creating it), a switch not saved, a read-only file unannounced.
-TEST_F(DatabaseCommands, SwitchConnectsToAnExistingFileOnlyAndWarnsWhenReadOnly) {
-    const QString first = MakeDatabase(QStringLiteral("first.db"), 1);
-    const QString second = MakeDatabase(QStringLiteral("second.db"), 3);
-    const QString readOnly = MakeDatabase(QStringLiteral("readonly.db"), 2);
-    QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther);
-    ASSERT_TRUE(f.store.Connect(first));
-    f.window->CurrentSettings().dbPath = first;
-    const QString missing = data.File(QStringLiteral("missing.db"));
-    f.messages.choices = {missing, second, readOnly};
-    f.window->N14Click();
-    EXPECT_EQ(f.messages.shown, QStringList({"Не найден файл: " + missing}));
-    EXPECT_EQ(f.store.DatabasePath(), first);
-    EXPECT_EQ(f.window->CurrentSettings().dbPath, first);
-    EXPECT_FALSE(FileExists(missing));
-    f.window->N14Click();
-    EXPECT_EQ(Rows(), 3);
-    EXPECT_EQ(f.IniSettings().dbPath, second);
-    EXPECT_EQ(f.messages.shown.size(), 1);
-    f.window->N14Click();
-    EXPECT_EQ(Rows(), 2);
-    if (!IsFileReadWritable(readOnly)) {  // a user that may write anywhere gets no warning
-        EXPECT_EQ(f.messages.shown.last(), "База данных доступна только для чтения: " + readOnly);
-    }
-}
-
-// Catches a missing program or help file kept quiet, or the help file opened before the guide.
-TEST_F(DatabaseCommands, ProgramsAndHelp) {
+// Catches a missing program or help file kept quiet, and the guide opened before the help file.
+TEST(DatabaseCommands, ProgramsAndHelp) {
+    MainWindowFixture f;
     const QString dir = f.window->ProgramDir();
     f.window->N49Click();
     f.window->N27Click();
@@ -129,13 +166,17 @@ TEST_F(DatabaseCommands, ProgramsAndHelp) {
     EXPECT_EQ(f.messages.shown,
               QStringList({"Не найден файл: " + dir + "/Vokalis", "Не найден файл: " + dir + "/Вокалис.chm",
                            "Не найден файл: " + f.Executable()}));
-
-    UrlCatcher urls;
+    QList<QUrl> opened;
+    const ShellOpener previous = SetShellOpener([&](const QUrl& url) {
+        opened.append(url);
+        return true;
+    });
     const QString guide = f.dir.Write(QStringLiteral("content/guide/index.html"), "<html></html>");
     f.window->N27Click();
     const QString chm = f.dir.Write(QStringLiteral("Вокалис.chm"), "help");
     f.window->N27Click();
-    EXPECT_EQ(urls.opened, QList<QUrl>({QUrl::fromLocalFile(guide), QUrl::fromLocalFile(chm)}));
+    SetShellOpener(previous);
+    EXPECT_EQ(opened, QList<QUrl>({QUrl::fromLocalFile(guide), QUrl::fromLocalFile(chm)}));
     EXPECT_EQ(f.messages.shown.size(), 3);
 }
 
