@@ -37,7 +37,7 @@ protected:
         if (!c.Open(db)) {
             return -1;
         }
-        SqliteStatement q(c.Handle(), "SELECT count(*) FROM Data");
+        SqliteStatement q(c, "SELECT count(*) FROM Data");
         return q.Next() ? static_cast<int>(q.Int64(0)) : -1;
     }
 

@@ -79,8 +79,7 @@ protected:
     QStringList Rows() {
         SqliteConnection c;
         EXPECT_TRUE(c.Open(db));
-        SqliteStatement q(c.Handle(),
-                          "SELECT source_path || '/' || audio_track || '/' || all_tracks FROM Data");
+        SqliteStatement q(c, "SELECT source_path || '/' || audio_track || '/' || all_tracks FROM Data");
         QStringList rows;
         while (q.Next()) {
             rows.append(q.Text(0));

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sqlite3.h>
-
 #include <QFile>
 #include <QSet>
 #include <QStringList>
@@ -68,7 +66,7 @@ constexpr char kWholeRow[] =
 QStringList Rows(const QString& path, const char* what = kWholeRow) {
     SqliteConnection c;
     EXPECT_TRUE(c.Open(path));
-    SqliteStatement q(c.Handle(), QStringLiteral("SELECT %1 FROM Data ORDER BY id").arg(what));
+    SqliteStatement q(c, QStringLiteral("SELECT %1 FROM Data ORDER BY id").arg(what));
     QStringList rows;
     while (q.Next()) {
         rows.append(q.Text(0));
@@ -93,7 +91,7 @@ protected:
         ASSERT_TRUE(source.Connect(mainPath));
     }
     // The connection is back in autocommit mode: nothing of the import is left uncommitted.
-    bool Committed() { return sqlite3_get_autocommit(store.Handle()) != 0; }
+    bool Committed() { return !store.InTransaction(); }
 
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -395,6 +393,7 @@ TEST_F(ImportDatabaseTest, StoreStayingBusyEndsTheImportAndKeepsTheRowsBefore) {
     RawRow broken = Row("broken");
     broken.indexSize = 20000;
     Open({}, {Row("a"), broken, Row("c")});
+    store.Busy().SetPollLimit(1);
     ImportDatabase worker(store, source);
     // The store is held from the unreadable row's message on, so the next look-up gives up; it is let
     // go when the failure is reported.
@@ -486,6 +485,7 @@ TEST_F(ImportDatabaseTest, SourceReadsExactlyIndexSizeBytesAndRefusesRowsWithout
 
 TEST_F(ImportDatabaseTest, SourceRefusesWhileBusy) {
     Open({}, {Row("a")});
+    source.Busy().SetPollLimit(1);
     ASSERT_TRUE(source.Busy().TryAcquire());
     QStringList keys;
     IndexRecord record;

@@ -65,8 +65,7 @@ protected:
 TEST_F(StoreTest, TableStatementIsStoredExactlyWithItsIndexes) {
     SqliteConnection c;
     ASSERT_TRUE(c.Open(path));
-    SqliteStatement q(c.Handle(),
-                      "SELECT type, name, sql FROM sqlite_master WHERE tbl_name='Data' ORDER BY name");
+    SqliteStatement q(c, "SELECT type, name, sql FROM sqlite_master WHERE tbl_name='Data' ORDER BY name");
     QStringList rows;
     while (q.Next()) {
         rows.append(q.Text(0) + u'|' + q.Text(1) + u'|' + q.Text(2));
@@ -83,7 +82,7 @@ TEST_F(StoreTest, TableStatementIsStoredExactlyWithItsIndexes) {
 
 TEST_F(StoreTest, InsertFindAndReadBack) {
     const IndexRecord r = Record(QStringLiteral("aa"), 5000000000LL, 1);
-    EXPECT_EQ(store.FindTrack(r.md5, r.source_size, r.audio_track), TDataModule1::kDuplicate);
+    EXPECT_EQ(store.FindTrack(r.md5, r.source_size, r.audio_track), TDataModule1::kNoSuchTrack);
     EXPECT_EQ(store.FindPath(r), 0);
     ASSERT_EQ(Insert(r), 0);
     const int id = store.FindTrack(r.md5, r.source_size, r.audio_track);
@@ -148,12 +147,13 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     EXPECT_EQ(store.FindTrack(track0.md5, 1, 0), 1);
     ASSERT_EQ(Insert(Record(QStringLiteral("a"), 1, 1, 2)), 0);
     const auto rows = [this] {
-        SqliteStatement q(store.Handle(),
-                          "SELECT id, audio_track, source_path, hex(index_data) FROM Data ORDER BY id");
         QStringList texts;
-        while (q.Next()) {
-            texts.append(QStringList{q.Text(0), q.Text(1), q.Text(2), q.Text(3)}.join(u'|'));
-        }
+        store.ReadRows(TDataModule1::ReadOn::Store,
+                       "SELECT id, audio_track, source_path, hex(index_data) FROM Data ORDER BY id",
+                       [&](const SqliteStatement& q) {
+                           texts.append(QStringList{q.Text(0), q.Text(1), q.Text(2), q.Text(3)}.join(u'|'));
+                           return true;
+                       });
         return texts;
     };
     const QStringList before = rows();
@@ -164,11 +164,12 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     // Without envelope bytes for a non-empty envelope the insert half cannot be made, and nothing
     // changes. (A row the database refuses is the import tests' case.)
     int64_t newId = -7;
-    EXPECT_EQ(store.InsertReplacement(r, nullptr, newId), TDataModule1::kFailed);
+    EXPECT_EQ(store.InsertRow(r, nullptr, newId), TDataModule1::kFailed);
     EXPECT_EQ(newId, -7);
     EXPECT_EQ(rows(), before);
+    store.Busy().SetPollLimit(1);
     ASSERT_TRUE(store.Busy().TryAcquire());
-    EXPECT_EQ(store.InsertReplacement(r, envelope, newId), TDataModule1::kBusy);
+    EXPECT_EQ(store.InsertRow(r, envelope, newId), TDataModule1::kBusy);
     int deletedRows = -1;
     EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, 99, deletedRows),
               TDataModule1::kBusy);
@@ -177,7 +178,7 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
 
     // The new row comes first; the delete half then removes only the older rows of its track.
     ASSERT_TRUE(store.BeginTransaction());  // inside a batch, as the import calls it
-    EXPECT_EQ(store.InsertReplacement(r, envelope, newId), TDataModule1::kOk);
+    EXPECT_EQ(store.InsertRow(r, envelope, newId), TDataModule1::kOk);
     EXPECT_EQ(newId, 4);
     EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, newId, deletedRows),
               TDataModule1::kOk);
@@ -188,6 +189,7 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
 
 TEST_F(StoreTest, HeldBusyFlagGivesEveryOperationItsBusyResult) {
     ASSERT_EQ(Insert(Record(QStringLiteral("busy"))), 0);
+    store.Busy().SetPollLimit(1);  // each operation then gives up after one poll
     ASSERT_TRUE(store.Busy().TryAcquire());
     const IndexRecord r = Record(QStringLiteral("new"));
     QStringList a, b;

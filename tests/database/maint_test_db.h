@@ -83,7 +83,7 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
     }
     for (const RawRow& r : rows) {
         SqliteStatement q(
-            c.Handle(),
+            c,
             "INSERT INTO Data (source_size, sha2, md5, duration, source_path, source_file_name, "
             "extension, type, audio_track, all_tracks, created, info, index_size, index_data) "
             "VALUES (:A, :B, :C, :D, :E, :F, :G, :H, :I, :J, :K, :L, :M, :N)");

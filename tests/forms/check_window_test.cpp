@@ -64,7 +64,9 @@ TEST(CheckWindowTest, FinishedCheckShowsItsReportAndCountsTheLines) {
     for (int i = 0; i < 3; ++i) {  // three rows of one track, made equal behind the store's back
         ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("twin%1").arg(i), QStringLiteral("mp3"), 100 + i)), 0);
     }
-    ASSERT_TRUE(SqliteStatement(db.store.Handle(), "UPDATE data SET md5 = 'same', source_size = 1").Run());
+    SqliteConnection c;
+    ASSERT_TRUE(c.Open(db.store.DatabasePath()));
+    ASSERT_TRUE(SqliteStatement(c, "UPDATE data SET md5 = 'same', source_size = 1").Run());
     TForm7 w(db.store);
     w.show();
     EXPECT_EQ(StartWith(w, {true, false, false, true, false}),

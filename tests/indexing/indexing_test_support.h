@@ -35,7 +35,7 @@ inline std::vector<StoredRow> ReadRows(const QString& dbPath) {
     if (!db.Open(dbPath)) {
         return rows;
     }
-    SqliteStatement q(db.Handle(), "SELECT * FROM Data ORDER BY id");
+    SqliteStatement q(db, "SELECT * FROM Data ORDER BY id");
     while (q.Next()) {
         StoredRow row;
         ReadRecordColumns(q, row.record, false);
