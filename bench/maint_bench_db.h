@@ -37,24 +37,24 @@ inline bool InsertRow(SqliteStatement& q, int key, const QByteArray& envelope) {
     const char* extension = video ? kExtensions[5 + key % 2] : kExtensions[key % 5];
     const QString md5 =
         QStringLiteral("%1").arg(static_cast<uint>(key) * 2654435761u, 32, 16, QLatin1Char('0'));
-    q.Bind(":SS", static_cast<int64_t>(3000000 + key));
+    q.Bind(":SOURCESIZE", static_cast<int64_t>(3000000 + key));
     q.Bind(":SHA2", QStringLiteral("%1").arg(key, 64, 16, QLatin1Char('0')));
     q.Bind(":MD5", md5);
-    q.Bind(":DUR", static_cast<int64_t>(60 + (key * 37) % 7200));
-    q.Bind(":PATH", QStringLiteral("/home/user/Музыка/Исполнитель %1/Альбом/%2.%3")
-                        .arg(key % 300)
-                        .arg(key)
-                        .arg(QLatin1String(extension)));
-    q.Bind(":NAME", QString::number(key));
-    q.Bind(":EXT", QString::fromLatin1(extension));
+    q.Bind(":DURATION", static_cast<int64_t>(60 + (key * 37) % 7200));
+    q.Bind(":SOURCEPATH", QStringLiteral("/home/user/Музыка/Исполнитель %1/Альбом/%2.%3")
+                              .arg(key % 300)
+                              .arg(key)
+                              .arg(QLatin1String(extension)));
+    q.Bind(":SOURCEFILENAME", QString::number(key));
+    q.Bind(":EXTENSION", QString::fromLatin1(extension));
     q.Bind(":TYPE", video ? kTypeVideo : kTypeAudio);
-    q.Bind(":TRACK", static_cast<int64_t>(0));
-    q.Bind(":TRACKS", static_cast<int64_t>(video ? 1 + key % 3 : 1));
+    q.Bind(":AUDIOTRACK", static_cast<int64_t>(0));
+    q.Bind(":ALLTRACKS", static_cast<int64_t>(video ? 1 + key % 3 : 1));
     q.Bind(":CREATED", QStringLiteral("01.02.2024 10:11:12"));
     q.Bind(":INFO",
            key % 3 == 0 ? QString() : QStringLiteral("Artist: Исполнитель\nTitle: Песня %1\n").arg(key));
-    q.Bind(":ISIZE", static_cast<int64_t>(envelope.size()));
-    q.BindBlob(":IDATA", envelope.constData(), envelope.size());
+    q.Bind(":INDEXSIZE", static_cast<int64_t>(envelope.size()));
+    q.BindBlob(":INDEXDATA", envelope.constData(), envelope.size());
     return q.Run();
 }
 
@@ -73,11 +73,7 @@ inline bool MakeCollection(const QString& path, int first, int last) {
     }
     for (int key = first; key < last; ++key) {
         qToLittleEndian<uint32_t>(static_cast<uint32_t>(key), envelope.data());  // no two blobs alike
-        SqliteStatement insert(c.Handle(),
-                               "INSERT INTO Data (source_size, sha2, md5, duration, source_path, "
-                               "source_file_name, extension, type, audio_track, all_tracks, created, info, "
-                               "index_size, index_data) VALUES (:SS, :SHA2, :MD5, :DUR, :PATH, :NAME, :EXT, "
-                               ":TYPE, :TRACK, :TRACKS, :CREATED, :INFO, :ISIZE, :IDATA)");
+        SqliteStatement insert(c, InsertRowSql(true), SqliteStatement::Prepared::Kept);
         if (!InsertRow(insert, key, envelope)) {
             return false;
         }
@@ -94,7 +90,7 @@ inline int64_t RowCount(const QString& path) {
     if (!c.Open(path)) {
         return -1;
     }
-    SqliteStatement q(c.Handle(), "SELECT count(*) FROM Data");
+    SqliteStatement q(c, "SELECT count(*) FROM Data");
     return q.Next() ? q.Int64(0) : -1;
 }
 
@@ -128,11 +124,7 @@ inline QString TagCollection(bool lackingTags) {
     }
     const QByteArray envelope(1200, '\x10');  // above the short-index limit: no other finding
     for (int key = 0; key < kRows; ++key) {
-        SqliteStatement insert(c.Handle(),
-                               "INSERT INTO Data (source_size, sha2, md5, duration, source_path, "
-                               "source_file_name, extension, type, audio_track, all_tracks, created, info, "
-                               "index_size, index_data) VALUES (:SS, :SHA2, :MD5, :DUR, :PATH, :NAME, :EXT, "
-                               ":TYPE, :TRACK, :TRACKS, :CREATED, :INFO, :ISIZE, :IDATA)");
+        SqliteStatement insert(c, InsertRowSql(true), SqliteStatement::Prepared::Kept);
         if (!InsertRow(insert, key, envelope)) {
             return {};
         }

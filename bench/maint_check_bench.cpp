@@ -7,8 +7,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <sqlite3.h>
-
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QProcess>
@@ -25,13 +23,14 @@ QString Database() {
 
 // Reads every envelope once, as any envelope pass must; returns a value that depends on every blob.
 uint64_t ReadEveryBlob(tembrix::TDataModule1& store) {
-    tembrix::SqliteStatement q(store.Handle(), "SELECT index_data FROM Data");
     uint64_t sum = 0;
-    while (q.Next()) {
-        const auto* data = static_cast<const unsigned char*>(q.BlobData(0));
-        const int64_t bytes = q.BlobBytes(0);
-        sum += bytes > 0 ? data[bytes - 1] : 0;
-    }
+    store.ReadRows(tembrix::TDataModule1::ReadOn::Store, "SELECT index_data FROM Data",
+                   [&sum](const tembrix::SqliteStatement& q) {
+                       const auto* data = static_cast<const unsigned char*>(q.BlobData(0));
+                       const int64_t bytes = q.BlobBytes(0);
+                       sum += bytes > 0 ? data[bytes - 1] : 0;
+                       return true;
+                   });
     return sum;
 }
 

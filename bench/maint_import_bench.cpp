@@ -63,7 +63,7 @@ void BM_SqliteBulkCopy20kHalfDuplicates(benchmark::State& state) {
             return;
         }
         state.PauseTiming();
-        tembrix::SqliteStatement q(c.Handle(), "SELECT count(*) FROM main.Data");
+        tembrix::SqliteStatement q(c, "SELECT count(*) FROM main.Data");
         rows = q.Next() ? q.Int64(0) : -1;
         state.ResumeTiming();
     }

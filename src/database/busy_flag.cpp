@@ -10,6 +10,7 @@ bool BusyFlag::Acquire() {
         return true;
     }
     m_waiters.fetch_add(1, std::memory_order_acq_rel);
+    const int limit = m_pollLimit.load(std::memory_order_relaxed);
     bool taken = false;
     for (int polls = 0;; ++polls) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -17,7 +18,7 @@ bool BusyFlag::Acquire() {
             taken = true;
             break;
         }
-        if (polls + 1 == 1000) {
+        if (polls + 1 >= limit) {
             break;
         }
     }

@@ -11,8 +11,13 @@ namespace tembrix {
 
 class BusyFlag {
 public:
-    // Takes the flag, polling 1 ms up to 1000 times. False when it stayed taken.
+    static constexpr int kPollLimit = 1000;
+
+    // Takes the flag, polling 1 ms up to the poll limit (1000 unless set). False when it stayed taken.
     bool Acquire();
+    // How many 1 ms polls Acquire makes before it gives up (at least 1). Only tests lower it, so that a
+    // held flag gives its busy results in milliseconds instead of a second each. Any thread.
+    void SetPollLimit(int polls) { m_pollLimit.store(polls < 1 ? 1 : polls, std::memory_order_relaxed); }
     // Takes the flag at once if it is free.
     bool TryAcquire() { return !m_flag.test_and_set(std::memory_order_acquire); }
     void Release() { m_flag.clear(std::memory_order_release); }
@@ -21,6 +26,7 @@ public:
 private:
     std::atomic_flag m_flag;
     std::atomic<int> m_waiters{0};
+    std::atomic<int> m_pollLimit{kPollLimit};
 };
 
 // Holds a BusyFlag for one scope. Ok() is false when it could not be taken.

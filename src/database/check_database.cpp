@@ -211,19 +211,15 @@ void CheckDatabase::Execute() {
     if (envelopes) {
         envelopePass = std::thread([&] { envelopesRead = CheckIndexData(envelopeLines); });
     }
-    sqlite3* db = m_store.ReaderHandle();
-    if (db == nullptr) {
-        db = m_store.Handle();
-    }
-    if (checkDuplicates && !FindDuplicates(db)) {
+    if (checkDuplicates && !FindDuplicates()) {
         Failure(QStringLiteral("Ошибка поиска дубликатов!"));
     }
     progress = 40;
-    if (checkEmptyFields && !FindEmptyFields(db)) {
+    if (checkEmptyFields && !FindEmptyFields()) {
         Failure(QStringLiteral("Ошибка поиска пустых полей!"));
     }
     progress = 60;
-    if (checkSourceFiles && !FindMissingSources(db)) {
+    if (checkSourceFiles && !FindMissingSources()) {
         Failure(QStringLiteral("Ошибка чтения списка файлов!"));
     }
     progress = 80;
@@ -253,24 +249,28 @@ void CheckDatabase::Execute() {
 
 void CheckDatabase::CountRecords() {
     // The number itself is not used: the step only shows that the table can be read.
-    SqliteStatement q(m_store.Handle(), kCountSql);
-    if (!q.Next() || q.Column("RECORDS_COUNT") < 0) {
+    bool counted = false;
+    const bool read = m_store.ReadRows(TDataModule1::ReadOn::Store, kCountSql, [&](const SqliteStatement& q) {
+        counted = q.Column("RECORDS_COUNT") >= 0;
+        return false;
+    });
+    if (!read || !counted) {
         Failure(QStringLiteral("Ошибка чтения количества записей!"));
     }
 }
 
-bool CheckDatabase::FindDuplicates(sqlite3* db) {
-    SqliteStatement q(db, kDuplicatesSql);
-    const int id = q.Column("id");
-    const int n = q.Column("n");
-    while (!Stopping() && q.Next()) {
-        Line(IdPrefix(q.Int64(id)) + QString::asprintf("Найдены  дубликаты (%i)", Int32(q, n)));
-    }
-    return q.Ok();
+bool CheckDatabase::FindDuplicates() {
+    return m_store.ReadRows(TDataModule1::ReadOn::Reader, kDuplicatesSql, [this](const SqliteStatement& q) {
+        if (Stopping()) {
+            return false;
+        }
+        // Columns in the order of the statement: id, md5, n.
+        Line(IdPrefix(q.Int64(0)) + QString::asprintf("Найдены  дубликаты (%i)", Int32(q, 2)));
+        return true;
+    });
 }
 
-bool CheckDatabase::FindEmptyFields(sqlite3* db) {
-    SqliteStatement q(db, kFieldsSql);
+bool CheckDatabase::FindEmptyFields() {
     // Columns in the order of the statement; faulty ones are listed in this order too.
     enum Col {
         kId,
@@ -288,7 +288,10 @@ bool CheckDatabase::FindEmptyFields(sqlite3* db) {
         kInfo,
         kIndexSize
     };
-    while (!Stopping() && q.Next()) {
+    return m_store.ReadRows(TDataModule1::ReadOn::Reader, kFieldsSql, [this](const SqliteStatement& q) {
+        if (Stopping()) {
+            return false;
+        }
         const int64_t id = q.Int64(kId);
         const int32_t indexSize = Int32(q, kIndexSize);
         QString faulty;
@@ -321,32 +324,38 @@ bool CheckDatabase::FindEmptyFields(sqlite3* db) {
         if (indexSize <= 1000) {
             Line(IdPrefix(id) + QString::asprintf("Найдены короткие индексы (%i)", indexSize));
         }
-    }
-    return q.Ok();
+        return true;
+    });
 }
 
-bool CheckDatabase::FindMissingSources(sqlite3* db) {
-    SqliteStatement q(db, kSourcesSql);
+bool CheckDatabase::FindMissingSources() {
     // SQLite reads this statement in the order of the path look-up index; the findings are reported in
     // the order of the table, as the other passes report theirs.
     QList<QPair<int64_t, QString>> missing;
     SourceProbe probe;
-    while (!Stopping() && q.Next()) {
-        if (!probe.FileExists(q.Utf8(1))) {
-            missing.append({q.Int64(0), q.Text(1)});
-        }
-    }
+    const bool read =
+        m_store.ReadRows(TDataModule1::ReadOn::Reader, kSourcesSql, [&](const SqliteStatement& q) {
+            if (Stopping()) {
+                return false;
+            }
+            if (!probe.FileExists(q.Utf8(1))) {
+                missing.append({q.Int64(0), q.Text(1)});
+            }
+            return true;
+        });
     std::stable_sort(missing.begin(), missing.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     for (const auto& [id, path] : missing) {
         Line(IdPrefix(id) + QStringLiteral("Исходный файл не найден: ") + path);
     }
-    return q.Ok();
+    return read;
 }
 
 bool CheckDatabase::CheckIndexData(QStringList& lines) {
-    SqliteStatement q(m_store.Handle(), kIndexSql);
-    while (!Stopping() && q.Next()) {
+    return m_store.ReadRows(TDataModule1::ReadOn::Store, kIndexSql, [&](const SqliteStatement& q) {
+        if (Stopping()) {
+            return false;
+        }
         const int64_t id = q.Int64(0);
         const int32_t indexSize = Int32(q, 1);
         // The blob is read once, where SQLite holds it; only one row's blob is in memory at a time.
@@ -370,8 +379,8 @@ bool CheckDatabase::CheckIndexData(QStringList& lines) {
             lines.append(IdPrefix(id) + QString::asprintf("Обнаружено (%i) отрицательных значений огибающей!",
                                                           static_cast<int32_t>(negative)));
         }
-    }
-    return q.Ok();
+        return true;
+    });
 }
 
 }  // namespace tembrix

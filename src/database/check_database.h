@@ -1,8 +1,8 @@
 #pragma once
 // CheckDatabase, the database check worker: scans the main index database for faulty rows and reports
 // each finding as one line "Id=<id>\t<finding>". It never changes the database. Its read-only queries
-// run on the store's connection (serialized mode) and on its second, read-only one, without the store's
-// busy flag.
+// run through the store (TDataModule1::ReadRows) on the store's connection and on its second, read-only
+// one, without the store's busy flag.
 //
 // Created unstarted; the owner sets the options and callbacks, then start() runs Execute() on the
 // worker thread. requestInterruption() asks it to stop: the current pass ends before its next row, the
@@ -15,8 +15,6 @@
 #include <functional>
 
 #include "database/line_queue.h"
-
-struct sqlite3;
 
 namespace tembrix {
 
@@ -63,11 +61,11 @@ private:
     void Failure(const QString& error);
 
     void CountRecords();
-    // The passes on connection `db`; each reports its findings as it goes and returns false when its
-    // query failed.
-    bool FindDuplicates(sqlite3* db);
-    bool FindEmptyFields(sqlite3* db);
-    bool FindMissingSources(sqlite3* db);
+    // The passes on the store's second connection; each reports its findings as it goes and returns
+    // false when its query failed.
+    bool FindDuplicates();
+    bool FindEmptyFields();
+    bool FindMissingSources();
     // The envelope pass, on the store's connection and on any thread: appends its findings to `lines`.
     bool CheckIndexData(QStringList& lines);
 

@@ -1,7 +1,5 @@
 #include "database/import_database.h"
 
-#include <sqlite3.h>
-
 #include <QElapsedTimer>
 #include <QSet>
 #include <algorithm>
@@ -15,6 +13,7 @@
 #include "database/import_source.h"
 #include "database/index_store.h"
 #include "util/synchronize.h"
+#include "util/text_utils.h"
 
 namespace tembrix {
 
@@ -26,10 +25,10 @@ namespace {
 // whole batch back and the batch stays failed: nothing of it is left half done, and no deletion runs
 // outside it.
 //
-// Whether the transaction is still open is asked of the connection, since another caller of the store
-// may end it: a COMMIT by the indexing's last step commits the batch (its rows are then stored), while
-// a rollback of the connection (a failed statement of any caller) takes the batch with it, which the
-// rollback hook records.
+// Whether the transaction is still open is asked of the store, since another caller of the store may end
+// it: a COMMIT by the indexing's last step commits the batch (its rows are then stored), while a rollback
+// of the connection (a failed statement of any caller) takes the batch with it, which the store's count
+// of rollbacks shows.
 class Batch {
 public:
     static constexpr int kMaxRows = 1000;
@@ -37,16 +36,7 @@ public:
     static constexpr qint64 kMaxMs = 1000;
 
     // The store must stay connected while the batch exists.
-    explicit Batch(TDataModule1& store) : m_store(store), m_db(store.Handle()) {
-        if (m_db != nullptr) {
-            sqlite3_rollback_hook(m_db, &Batch::OnRollback, &m_rolledBack);
-        }
-    }
-    ~Batch() {
-        if (m_db != nullptr) {
-            sqlite3_rollback_hook(m_db, nullptr, nullptr);
-        }
-    }
+    explicit Batch(TDataModule1& store) : m_store(store) {}
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 
@@ -54,7 +44,7 @@ public:
     bool Begin() {
         m_rows = 0;
         m_bytes = 0;
-        m_rolledBack = false;
+        m_rollbacksBefore = m_store.Rollbacks();
         if (!m_store.BeginTransaction() || !Open()) {
             return Fail();
         }
@@ -133,8 +123,6 @@ private:
         int64_t newId;
     };
 
-    static void OnRollback(void* flag) { static_cast<std::atomic<bool>*>(flag)->store(true); }
-
     static QString TrackKey(const QString& md5, int64_t sourceSize, int32_t audioTrack) {
         return md5 + QString::asprintf("\t%lli\t%i", static_cast<long long>(sourceSize), audioTrack);
     }
@@ -145,7 +133,7 @@ private:
         if (m_failed) {
             return false;
         }
-        if (m_rolledBack) {
+        if (RolledBack()) {
             return Fail();
         }
         if (!Open()) {
@@ -162,7 +150,7 @@ private:
             int deletedRows = 0;
             if (m_store.DeleteReplacedRows(r.md5, r.sourceSize, r.audioTrack, r.newId, deletedRows) !=
                     TDataModule1::kOk ||
-                m_rolledBack) {
+                RolledBack()) {
                 return Fail();
             }
             m_deletes += deletedRows;
@@ -176,7 +164,7 @@ private:
         if (!DeletePending()) {
             return false;
         }
-        if (!m_store.CommitTransaction() || m_rolledBack) {
+        if (!m_store.CommitTransaction() || RolledBack()) {
             return Fail();
         }
         Committed();
@@ -191,17 +179,18 @@ private:
         m_bytes = 0;
     }
 
-    bool Open() const { return m_store.Handle() != nullptr && sqlite3_get_autocommit(m_store.Handle()) == 0; }
+    bool Open() const { return m_store.InTransaction(); }
+    // True once the connection has rolled back a transaction since the open batch began.
+    bool RolledBack() const { return m_store.Rollbacks() != m_rollbacksBefore; }
 
     TDataModule1& m_store;
-    sqlite3* m_db;
-    int m_rows = 0;     // rows inserted in the open batch
-    int m_deletes = 0;  // rows deleted in the open batch
+    uint64_t m_rollbacksBefore = 0;  // the store's rollback count when the open batch began
+    int m_rows = 0;                  // rows inserted in the open batch
+    int m_deletes = 0;               // rows deleted in the open batch
     int64_t m_bytes = 0;
     int m_committedRows = 0;
     int m_committedDeletes = 0;
     bool m_failed = false;
-    std::atomic<bool> m_rolledBack{false};  // set by the connection's rollback hook, on any thread
     QElapsedTimer m_timer;
     std::vector<Replaced> m_pending;
     QSet<QString> m_pendingTracks;
@@ -219,12 +208,12 @@ struct SourceKey {
 };
 
 SourceKey ParseKey(const QString& line) {
-    const QStringList fields = line.split(u'\t');
+    const QString tab = QStringLiteral("\t");
     SourceKey key;
-    key.id = fields.value(0).toInt();
-    key.sourceSize = fields.value(1).toLongLong();
-    key.md5 = fields.value(2);
-    key.audioTrack = fields.value(3).toInt();
+    key.id = FieldOf(0, line, tab).toInt();
+    key.sourceSize = FieldOf(1, line, tab).toLongLong();
+    key.md5 = FieldOf(2, line, tab);
+    key.audioTrack = FieldOf(3, line, tab).toInt();
     return key;
 }
 
@@ -498,7 +487,7 @@ void ImportDatabase::Execute() {
             Summary();
             return;
         }
-        const bool isNew = found == TDataModule1::kDuplicate;
+        const bool isNew = found == TDataModule1::kNoSuchTrack;
         if (!isNew) {
             Line(QStringLiteral("Дубликат: MD5-хэш = ") + key.md5 +
                  QString::asprintf("\tтрек = %i\tid = %i\tid2 = %i\tразмер = %lli байт", key.audioTrack,
@@ -514,7 +503,7 @@ void ImportDatabase::Execute() {
             const bool read = rows.Read(i, record, envelope);
             int64_t newId = 0;
             const int inserted =
-                read ? m_store.InsertReplacement(record, envelope.data(), newId) : TDataModule1::kFailed;
+                read ? m_store.InsertRow(record, envelope.data(), newId) : TDataModule1::kFailed;
             if (inserted == TDataModule1::kWriteFailed) {
                 batch.Fail();
                 break;

@@ -12,7 +12,6 @@ namespace tembrix {
 
 namespace {
 constexpr char kListKeysSql[] = "SELECT id, source_size, md5, audio_track FROM data";
-constexpr char kGetRecordSql[] = "SELECT * FROM data WHERE id=:ID";
 }  // namespace
 
 bool TDataModule2::Connect(const QString& path) {
@@ -43,7 +42,7 @@ bool TDataModule2::ListKeys(QStringList& keys) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(m_connection.Handle(), kListKeysSql);
+    SqliteStatement q(m_connection, kListKeysSql);
     // SQLite reads this statement in the order of the track look-up index; the keys are handed out in
     // the order of the table, so that imported rows keep their order.
     QList<QPair<int64_t, QString>> rows;
@@ -67,7 +66,7 @@ bool TDataModule2::GetRecordWithIndex(int32_t id, IndexRecord& record, std::vect
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(m_connection, kGetRecordSql);
+    SqliteStatement q(m_connection, kGetRecordSql, SqliteStatement::Prepared::Kept);
     q.BindInt(":ID", id);
     if (!q.Next()) {
         return q.Ok();

@@ -28,9 +28,19 @@ inline constexpr char kCreateStatsIndexSql[] =
     "CREATE INDEX IF NOT EXISTS idx_data_stats ON Data(type, info, extension, all_tracks, duration, "
     "source_size, index_size)";
 
-// The `type` words.
-inline const QString kTypeAudio = QStringLiteral("аудио");
-inline const QString kTypeVideo = QStringLiteral("видео");
+// The `type` words; the macros spell them once for the SQL text that filters on them.
+#define TEMBRIX_TYPE_AUDIO "аудио"
+#define TEMBRIX_TYPE_VIDEO "видео"
+inline const QString kTypeAudio = QStringLiteral(TEMBRIX_TYPE_AUDIO);
+inline const QString kTypeVideo = QStringLiteral(TEMBRIX_TYPE_VIDEO);
+
+// The INSERT of one row: every column but id, bound by its upper-case name without underscores
+// (:SOURCESIZE, :SHA2, … :INDEXSIZE, and :INDEXDATA when `withEnvelope`). Without the envelope column the
+// insert fails the table's NOT NULL. The text lives as long as the program.
+const char* InsertRowSql(bool withEnvelope);
+
+// The read of one whole row by its id (:ID).
+inline constexpr char kGetRecordSql[] = "SELECT * FROM data WHERE id=:ID";
 
 // Two rows describe the same track of the same file when md5, source_size and audio_track are equal.
 struct IndexRecord {

@@ -1,9 +1,7 @@
 #include "database/index_store.h"
 
-#include <sqlite3.h>
-
 #include <QtEndian>
-#include <cstring>
+#include <string>
 
 #include "util/logs.h"
 #include "util/user_messages.h"
@@ -12,21 +10,11 @@ namespace tembrix {
 
 namespace {
 
-constexpr char kInsertWithIndexSql[] =
-    "INSERT INTO data (source_size, sha2, md5, duration, source_path, source_file_name, extension, type, "
-    "audio_track, all_tracks, created, info, index_size, index_data) values(:SOURCESIZE, :SHA2, :MD5, "
-    ":DURATION, :SOURCEPATH, :SOURCEFILENAME, :EXTENSION, :TYPE, :AUDIOTRACK, :ALLTRACKS, :CREATED, :INFO, "
-    ":INDEXSIZE, :INDEXDATA)";
-constexpr char kInsertSql[] =
-    "INSERT INTO data (source_size, sha2, md5, duration, source_path, source_file_name, extension, type, "
-    "audio_track, all_tracks, created, info, index_size) values(:SOURCESIZE, :SHA2, :MD5, :DURATION, "
-    ":SOURCEPATH, :SOURCEFILENAME, :EXTENSION, :TYPE, :AUDIOTRACK, :ALLTRACKS, :CREATED, :INFO, :INDEXSIZE)";
 constexpr char kFindTrackSql[] =
     "SELECT id FROM data WHERE md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK";
 constexpr char kFindPathSql[] = "SELECT id FROM data WHERE source_path = :SOURCEPATH";
 constexpr char kListTracksSql[] =
     "SELECT id, source_file_name, audio_track, all_tracks FROM data ORDER BY source_file_name";
-constexpr char kGetRecordSql[] = "SELECT * FROM data WHERE id=:ID";
 constexpr char kDeleteFileSql[] = "DELETE FROM data where md5 = :MD5 AND source_size = :SOURCESIZE";
 constexpr char kDeleteTrackSql[] =
     "DELETE FROM data where md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK";
@@ -35,7 +23,7 @@ constexpr char kDeleteOlderRowsSql[] =
     "DELETE FROM data WHERE md5 = :MD5 AND source_size = :SOURCESIZE AND audio_track = :AUDIOTRACK AND id < "
     ":ID";
 
-// The thirteen value parameters of both inserts, in their binding order.
+// The thirteen value parameters of the row insert, in their binding order.
 void BindRecord(SqliteStatement& q, const IndexRecord& r) {
     q.Bind(":SOURCESIZE", r.source_size);
     q.Bind(":SHA2", r.sha2);
@@ -54,6 +42,19 @@ void BindRecord(SqliteStatement& q, const IndexRecord& r) {
 }
 
 }  // namespace
+
+const char* InsertRowSql(bool withEnvelope) {
+    static const std::string kColumns =
+        "source_size, sha2, md5, duration, source_path, source_file_name, extension, type, audio_track, "
+        "all_tracks, created, info, index_size";
+    static const std::string kValues =
+        ":SOURCESIZE, :SHA2, :MD5, :DURATION, :SOURCEPATH, :SOURCEFILENAME, :EXTENSION, :TYPE, :AUDIOTRACK, "
+        ":ALLTRACKS, :CREATED, :INFO, :INDEXSIZE";
+    static const std::string kWithout = "INSERT INTO data (" + kColumns + ") values(" + kValues + ")";
+    static const std::string kWith =
+        "INSERT INTO data (" + kColumns + ", index_data) values(" + kValues + ", :INDEXDATA)";
+    return (withEnvelope ? kWith : kWithout).c_str();
+}
 
 bool ReadRecordColumns(const SqliteStatement& q, IndexRecord& r, bool probeIndexFileName) {
     r.source_size = q.Int64(q.Column("source_size"));
@@ -124,12 +125,22 @@ bool TDataModule1::Disconnect() {
     return true;
 }
 
-sqlite3* TDataModule1::ReaderHandle() {
+SqliteConnection& TDataModule1::ReaderConnection() {
     const std::lock_guard<std::mutex> lock(m_readerMutex);
     if (!m_reader.IsOpen() && m_connection.IsOpen()) {
         m_reader.Open(m_path, true);
     }
-    return m_reader.Handle();
+    return m_reader.IsOpen() ? m_reader : m_connection;
+}
+
+bool TDataModule1::ReadRows(ReadOn on, const char* sql, const RowVisitor& visit) {
+    SqliteStatement q(on == ReadOn::Reader ? ReaderConnection() : m_connection, sql);
+    while (q.Next()) {
+        if (!visit(q)) {
+            break;
+        }
+    }
+    return q.Ok();
 }
 
 bool TDataModule1::IsConnected() const {
@@ -160,7 +171,7 @@ int TDataModule1::InsertRecord(const IndexRecord& record) {
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kInsertSql);
+    SqliteStatement q(m_connection, InsertRowSql(false), SqliteStatement::Prepared::Kept);
     BindRecord(q, record);
     if (!q.Run()) {
         WriteStoreLog(QStringLiteral("Query insert error!"));
@@ -171,12 +182,11 @@ int TDataModule1::InsertRecord(const IndexRecord& record) {
 
 int TDataModule1::InsertRecordWithIndex(const IndexRecord& record, const void* envelopeBytes) {
     const int found = FindTrack(record.md5, record.source_size, record.audio_track);
-    if (found != kDuplicate) {
+    if (found != kNoSuchTrack) {
         return found < 0 ? found : kDuplicate;
     }
-    // The track is new: the same insert as a replacement's.
     int64_t id = 0;
-    const int result = InsertReplacement(record, envelopeBytes, id);
+    const int result = InsertRow(record, envelopeBytes, id);
     return result == kWriteFailed ? kFailed : result;
 }
 
@@ -185,14 +195,14 @@ int TDataModule1::FindTrack(const QString& md5, int64_t sourceSize, int32_t audi
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kFindTrackSql);
+    SqliteStatement q(m_connection, kFindTrackSql, SqliteStatement::Prepared::Kept);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.BindInt(":AUDIOTRACK", audioTrack);
     if (q.Next()) {
         return static_cast<int32_t>(q.Int64(0));
     }
-    return q.Failed() ? kFailed : kDuplicate;
+    return q.Failed() ? kFailed : kNoSuchTrack;
 }
 
 int TDataModule1::FindPath(const IndexRecord& record) {
@@ -200,7 +210,7 @@ int TDataModule1::FindPath(const IndexRecord& record) {
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kFindPathSql);
+    SqliteStatement q(m_connection, kFindPathSql, SqliteStatement::Prepared::Kept);
     q.Bind(":SOURCEPATH", record.source_path);
     if (q.Next()) {
         return 1;
@@ -213,7 +223,7 @@ bool TDataModule1::ExecGuarded(const char* sql, bool* ran) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(Handle(), sql);
+    SqliteStatement q(m_connection, sql);
     const bool ok = q.Run();
     if (ran != nullptr) {
         *ran = ok;
@@ -236,7 +246,7 @@ int64_t TDataModule1::QueryScalar(const QString& sql) {
     if (!busy.Ok()) {
         return 0;
     }
-    SqliteStatement q(Handle(), sql);
+    SqliteStatement q(m_connection, sql);
     if (!q.Next()) {
         return 0;
     }
@@ -250,7 +260,7 @@ bool TDataModule1::QueryPairs(const QString& sql, QStringList& params, QStringLi
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(Handle(), sql);
+    SqliteStatement q(m_connection, sql);
     const int par = q.Column("par");
     const int val = q.Column("val");
     if (q.Ok() && (par < 0 || val < 0)) {
@@ -268,7 +278,7 @@ bool TDataModule1::ListTracks(QStringList& names, QStringList& ids) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(Handle(), kListTracksSql);
+    SqliteStatement q(m_connection, kListTracksSql);
     while (q.Next()) {
         const auto id = static_cast<int32_t>(q.Int64(0));
         QString name = q.Text(1);
@@ -287,7 +297,7 @@ bool TDataModule1::GetRecord(int32_t id, IndexRecord& record) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(m_connection, kGetRecordSql);
+    SqliteStatement q(m_connection, kGetRecordSql, SqliteStatement::Prepared::Kept);
     q.BindInt(":ID", id);
     if (!q.Next()) {
         return q.Ok();
@@ -301,7 +311,7 @@ bool TDataModule1::GetRecordWithIndex(int32_t id, IndexRecord& record, std::vect
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(m_connection, kGetRecordSql);
+    SqliteStatement q(m_connection, kGetRecordSql, SqliteStatement::Prepared::Kept);
     q.BindInt(":ID", id);
     if (!q.Next()) {
         return q.Ok();
@@ -315,7 +325,7 @@ bool TDataModule1::DeleteFile(const QString& md5, int64_t sourceSize) {
     if (!busy.Ok()) {
         return false;
     }
-    SqliteStatement q(m_connection, kDeleteFileSql);
+    SqliteStatement q(m_connection, kDeleteFileSql, SqliteStatement::Prepared::Kept);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.Run();
@@ -327,7 +337,7 @@ int TDataModule1::DeleteTrack(const QString& md5, int64_t sourceSize, int32_t au
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kDeleteTrackSql);
+    SqliteStatement q(m_connection, kDeleteTrackSql, SqliteStatement::Prepared::Kept);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.BindInt(":AUDIOTRACK", audioTrack);
@@ -339,17 +349,17 @@ int TDataModule1::DeleteById(int32_t id) {
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kDeleteByIdSql);
+    SqliteStatement q(m_connection, kDeleteByIdSql, SqliteStatement::Prepared::Kept);
     q.BindInt(":ID", id);
     return q.Run() ? kOk : kFailed;
 }
 
-int TDataModule1::InsertReplacement(const IndexRecord& record, const void* envelopeBytes, int64_t& newId) {
+int TDataModule1::InsertRow(const IndexRecord& record, const void* envelopeBytes, int64_t& newId) {
     BusyGuard busy(m_busy);
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kInsertWithIndexSql);
+    SqliteStatement q(m_connection, InsertRowSql(true), SqliteStatement::Prepared::Kept);
     BindRecord(q, record);
     bool stored = false;
     if (record.index_size <= 0 || envelopeBytes != nullptr) {
@@ -360,7 +370,7 @@ int TDataModule1::InsertReplacement(const IndexRecord& record, const void* envel
         WriteStoreLog(QStringLiteral("Query insert error!"));
         return IsWriteFault(q.Code()) ? kWriteFailed : kFailed;
     }
-    newId = sqlite3_last_insert_rowid(Handle());
+    newId = m_connection.LastInsertRowId();
     return kOk;
 }
 
@@ -371,7 +381,7 @@ int TDataModule1::DeleteReplacedRows(const QString& md5, int64_t sourceSize, int
     if (!busy.Ok()) {
         return kBusy;
     }
-    SqliteStatement q(m_connection, kDeleteOlderRowsSql);
+    SqliteStatement q(m_connection, kDeleteOlderRowsSql, SqliteStatement::Prepared::Kept);
     q.Bind(":MD5", md5);
     q.Bind(":SOURCESIZE", sourceSize);
     q.BindInt(":AUDIOTRACK", audioTrack);
@@ -380,7 +390,7 @@ int TDataModule1::DeleteReplacedRows(const QString& md5, int64_t sourceSize, int
         WriteStoreLog(QStringLiteral("Query delete error!"));
         return IsWriteFault(q.Code()) ? kWriteFailed : kFailed;
     }
-    deletedRows = sqlite3_changes(Handle());
+    deletedRows = m_connection.Changes();
     return kOk;
 }
 
@@ -392,25 +402,6 @@ bool TDataModule1::BeginTransaction() {
 bool TDataModule1::CommitTransaction() {
     BusyGuard busy(m_busy);
     return busy.Ok() && m_connection.Exec("COMMIT");
-}
-
-bool TDataModule1::Savepoint(const char* name) {
-    BusyGuard busy(m_busy);
-    return busy.Ok() && m_connection.Exec(QStringLiteral("SAVEPOINT %1").arg(QLatin1String(name)));
-}
-
-bool TDataModule1::ReleaseSavepoint(const char* name) {
-    BusyGuard busy(m_busy);
-    return busy.Ok() && m_connection.Exec(QStringLiteral("RELEASE SAVEPOINT %1").arg(QLatin1String(name)));
-}
-
-bool TDataModule1::RollbackToSavepoint(const char* name) {
-    BusyGuard busy(m_busy);
-    if (!busy.Ok()) {
-        return false;
-    }
-    const QString n = QLatin1String(name);
-    return m_connection.Exec(QStringLiteral("ROLLBACK TO SAVEPOINT %1; RELEASE SAVEPOINT %1").arg(n));
 }
 
 bool TDataModule1::RollbackTransaction() {
@@ -428,7 +419,7 @@ int64_t TDataModule1::CacheSize() {
     if (!busy.Ok()) {
         return 0;
     }
-    SqliteStatement q(Handle(), "PRAGMA cache_size");
+    SqliteStatement q(m_connection, "PRAGMA cache_size");
     return q.Next() ? q.Int64(0) : 0;
 }
 

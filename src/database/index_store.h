@@ -6,10 +6,12 @@
 // CreateTable and ClearTable work on the connection directly and belong to the user-interface thread.
 //
 // Result codes: 0 success, -1 statement failed, -2 store busy, -3 duplicate (insert) or no such track
-// (FindTrack). User messages go through Messages(); insert failures go to my.log.
+// (FindTrack; the same number under its own name). User messages go through Messages(); insert failures
+// go to my.log.
 
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <mutex>
 #include <vector>
 
@@ -24,8 +26,9 @@ public:
     static constexpr int kOk = 0;
     static constexpr int kFailed = -1;
     static constexpr int kBusy = -2;
-    static constexpr int kDuplicate = -3;  // also "no such track" from FindTrack
-    // Only from InsertReplacement and DeleteReplacedRows: the file could not be written (disk full, I/O
+    static constexpr int kDuplicate = -3;    // from the inserts: the track is stored already
+    static constexpr int kNoSuchTrack = -3;  // from FindTrack: no row of that track
+    // Only from InsertRow and DeleteReplacedRows: the file could not be written (disk full, I/O
     // error, read-only file or folder, lock timeout); the open transaction may be gone with it.
     static constexpr int kWriteFailed = -4;
 
@@ -48,12 +51,12 @@ public:
     // Deletes every row. False after "Ошибка очистки таблицы!".
     bool ClearTable();
 
-    // A row without envelope (the blob column is then missing, so the insert fails its NOT NULL).
+    // A row without envelope (the blob column is then unbound, so the insert fails its NOT NULL).
     int InsertRecord(const IndexRecord& record);
     // A row with `record.index_size` bytes of envelope from `envelopeBytes`; -3 when a row with the same
     // md5, source_size and audio_track exists.
     int InsertRecordWithIndex(const IndexRecord& record, const void* envelopeBytes);
-    // The id of the first row of that track; -3 none; -1 failure; -2 busy.
+    // The id of the first row of that track; kNoSuchTrack; -1 failure; -2 busy.
     int FindTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
     // 1 a row with record.source_path exists; 0 none; -1 failure; -2 busy.
     int FindPath(const IndexRecord& record);
@@ -81,25 +84,28 @@ public:
     int DeleteTrack(const QString& md5, int64_t sourceSize, int32_t audioTrack);
     int DeleteById(int32_t id);
 
-    // A replacement, in two halves, each one step under the busy flag. The insert half stores `record` with
-    // `record.index_size` bytes of envelope even though rows of its track exist, and gives the new row's
-    // id; 0, -1 (nothing stored), -2, -4 (a write fault). The delete half then removes the rows of that
-    // track older than the new one and gives their number in `deletedRows`; 0, -1 (the rows stay), -2,
-    // -4. The import runs both inside one transaction, the deletes of a
-    // batch just before its commit: pages freed in a transaction and used again in it must first be
-    // copied to the rollback journal, pages freed by an earlier one need not.
-    int InsertReplacement(const IndexRecord& record, const void* envelopeBytes, int64_t& newId);
+    // Stores `record` with `record.index_size` bytes of envelope without looking for its track first
+    // (the caller has, or means to replace the rows there), and gives the new row's id in `newId`; 0, -1
+    // (nothing stored), -2, -4 (a write fault). Each one step under the busy flag.
+    int InsertRow(const IndexRecord& record, const void* envelopeBytes, int64_t& newId);
+    // The second half of a replacement after InsertRow: removes the rows of that track older than
+    // `newId` and gives their number in `deletedRows`; 0, -1 (the rows stay), -2, -4. The import runs
+    // both inside one transaction, the deletes of a batch just before its commit: pages freed in a
+    // transaction and used again in it must first be copied to the rollback journal, pages freed by an
+    // earlier one need not.
     int DeleteReplacedRows(const QString& md5, int64_t sourceSize, int32_t audioTrack, int64_t newId,
                            int& deletedRows);
 
-    // Batched writing for the import: a transaction, and savepoints inside it. Each takes the busy flag.
+    // Batched writing for the import: one transaction. Each takes the busy flag.
     bool BeginTransaction();
     bool CommitTransaction();
-    bool Savepoint(const char* name);
-    bool ReleaseSavepoint(const char* name);
-    bool RollbackToSavepoint(const char* name);
     // Abandons the open transaction.
     bool RollbackTransaction();
+    // True while the connection has a transaction open, whoever began it. Any thread, no busy flag.
+    bool InTransaction() const { return m_connection.InTransaction(); }
+    // How many transactions the connection has rolled back since it was opened (asked for, or forced by
+    // a failed statement of any caller). Any thread, no busy flag.
+    uint64_t Rollbacks() const { return m_connection.Rollbacks(); }
     // Whether SQLite may write changed pages to the file before the transaction commits (on by default).
     // Off, a long transaction keeps them in memory and other readers of the file are not locked out
     // until the commit.
@@ -109,13 +115,18 @@ public:
     int64_t CacheSize();
     bool SetCacheSize(int64_t size);
 
-    // The raw connection, for the check worker, which runs its own read-only queries on it without the
-    // busy flag. Null when not connected.
-    sqlite3* Handle() const { return m_connection.Handle(); }
-    // A second, read-only connection to the same file, for a reader that works beside the store's own
-    // connection (the check worker's passes). Opened on first use and kept, with its memory map, until
-    // the store connects elsewhere or disconnects. Any thread; null when it cannot be opened.
-    sqlite3* ReaderHandle();
+    // Where a worker's read-only query runs: on the store's own connection, or on a second, read-only
+    // connection to the same file, so that two readers do not take turns (opened on first use and kept,
+    // with its memory map, until the store connects elsewhere or disconnects; the store's own connection
+    // stands in when it cannot be opened).
+    enum class ReadOn { Store, Reader };
+    // Called for each result row, positioned on it; returns false to stop early.
+    using RowVisitor = std::function<bool(const SqliteStatement& row)>;
+    // Runs the read-only `sql` for a worker that reads beside the row operations (the check worker), without
+    // the busy flag, handing each row to `visit`. False when the statement failed (the rows before it were
+    // handed out) or the store is not connected. Any thread: the connections are serialized, so readers
+    // of one connection on two threads take turns.
+    bool ReadRows(ReadOn on, const char* sql, const RowVisitor& visit);
     // The busy flag, for tests that hold it to exercise the busy results.
     BusyFlag& Busy() { return m_busy; }
 
@@ -126,12 +137,15 @@ private:
     SqliteConnection m_connection;
     BusyFlag m_busy;
     QString m_path;
+    // The connection of ReadOn::Reader (opened on first use), or the store's own when it cannot be.
+    SqliteConnection& ReaderConnection();
+
     std::mutex m_readerMutex;  // guards the opening of m_reader
     SqliteConnection m_reader;
 };
 
-// Reads one row's fields from a "SELECT * FROM data" statement positioned on a row (shared with the
-// import source). Stops before index_size when `probeIndexFileName` asks for the missing column, and then
+// Reads one row's fields from a kGetRecordSql statement positioned on a row (shared with the import
+// source). Stops before index_size when `probeIndexFileName` asks for the missing column, and then
 // returns false.
 bool ReadRecordColumns(const SqliteStatement& query, IndexRecord& record, bool probeIndexFileName);
 

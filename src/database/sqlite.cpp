@@ -32,6 +32,7 @@ bool SqliteConnection::Open(const QString& path, bool readOnly) {
         return false;
     }
     sqlite3_busy_timeout(m_db, 5000);
+    sqlite3_rollback_hook(m_db, &SqliteConnection::OnRollback, this);
     // Pages are read through a memory map (as far as SQLite allows, 2 GB here) instead of a read call
     // and a copy each: a statistics query scans one page per row of a database of gigabytes.
     sqlite3_exec(m_db, "PRAGMA mmap_size=2147418112", nullptr, nullptr, nullptr);
@@ -40,7 +41,7 @@ bool SqliteConnection::Open(const QString& path, bool readOnly) {
     // rollback journal and write it again, tripling the writes of an import that replaces rows.
     sqlite3_exec(m_db, "PRAGMA secure_delete=FAST", nullptr, nullptr, nullptr);
     // SQLite opens lazily: read the schema now so that a file that is not a database fails here.
-    SqliteStatement probe(m_db, "SELECT count(*) FROM sqlite_master");
+    SqliteStatement probe(*this, "SELECT count(*) FROM sqlite_master");
     if (!probe.Ok() || !probe.Next()) {
         Close();
         return false;
@@ -71,7 +72,7 @@ bool SqliteConnection::HasTable(const QString& name) {
     if (m_db == nullptr) {
         return false;
     }
-    SqliteStatement q(m_db, "SELECT 1 FROM sqlite_master WHERE type='table' AND name=:NAME COLLATE NOCASE");
+    SqliteStatement q(*this, "SELECT 1 FROM sqlite_master WHERE type='table' AND name=:NAME COLLATE NOCASE");
     q.Bind(":NAME", name);
     return q.Ok() && q.Next();
 }
@@ -130,8 +131,20 @@ void SqliteConnection::DropIdleStatements() {
     m_idle.clear();
 }
 
-QString SqliteConnection::LastError() const {
-    return m_db != nullptr ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QString();
+bool SqliteConnection::InTransaction() const {
+    return m_db != nullptr && sqlite3_get_autocommit(m_db) == 0;
+}
+
+int64_t SqliteConnection::LastInsertRowId() const {
+    return m_db != nullptr ? sqlite3_last_insert_rowid(m_db) : 0;
+}
+
+int SqliteConnection::Changes() const {
+    return m_db != nullptr ? sqlite3_changes(m_db) : 0;
+}
+
+void SqliteConnection::OnRollback(void* connection) {
+    static_cast<SqliteConnection*>(connection)->m_rollbacks.fetch_add(1, std::memory_order_acq_rel);
 }
 
 bool IsWriteFault(int code) {
@@ -154,21 +167,20 @@ bool IsWriteFault(int code) {
     }
 }
 
-SqliteStatement::SqliteStatement(sqlite3* db, const char* sql) {
-    if (db == nullptr || sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK) {
+SqliteStatement::SqliteStatement(SqliteConnection& connection, const char* sql, Prepared how) {
+    if (how == Prepared::Kept) {
+        m_cache = &connection;
+        m_stmt = connection.TakeStatement(sql, m_generation);
+    } else if (connection.m_db == nullptr ||
+               sqlite3_prepare_v2(connection.m_db, sql, -1, &m_stmt, nullptr) != SQLITE_OK) {
         sqlite3_finalize(m_stmt);
         m_stmt = nullptr;
-        m_failed = true;
     }
-}
-
-SqliteStatement::SqliteStatement(sqlite3* db, const QString& sql)
-    : SqliteStatement(db, sql.toUtf8().constData()) {}
-
-SqliteStatement::SqliteStatement(SqliteConnection& connection, const char* sql) : m_cache(&connection) {
-    m_stmt = connection.TakeStatement(sql, m_generation);
     m_failed = m_stmt == nullptr;
 }
+
+SqliteStatement::SqliteStatement(SqliteConnection& connection, const QString& sql)
+    : SqliteStatement(connection, sql.toUtf8().constData()) {}
 
 SqliteStatement::~SqliteStatement() {
     if (m_cache != nullptr) {
@@ -284,10 +296,6 @@ const char* SqliteStatement::Utf8(int column) const {
 
 const void* SqliteStatement::BlobData(int column) const {
     return column >= 0 ? sqlite3_column_blob(m_stmt, column) : nullptr;
-}
-
-bool SqliteStatement::IsNull(int column) const {
-    return column < 0 || sqlite3_column_type(m_stmt, column) == SQLITE_NULL;
 }
 
 }  // namespace tembrix

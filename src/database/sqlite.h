@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -29,18 +30,26 @@ public:
     bool Open(const QString& path, bool readOnly = false);
     void Close();
     bool IsOpen() const { return m_db != nullptr; }
-    sqlite3* Handle() const { return m_db; }
 
     // Runs one or more statements without results. False on any error.
     bool Exec(const char* sql);
     bool Exec(const QString& sql) { return Exec(sql.toUtf8().constData()); }
     // True when a table of that name exists (case-insensitive, as SQLite names are).
     bool HasTable(const QString& name);
-    // The last error text of the connection.
-    QString LastError() const;
+    // True while a transaction is open (BEGIN without its COMMIT or ROLLBACK yet). Any thread.
+    bool InTransaction() const;
+    // How many transactions this connection has rolled back since it was opened, whoever ran the
+    // statement and whether asked for or forced by an error. Any thread.
+    uint64_t Rollbacks() const { return m_rollbacks.load(std::memory_order_acquire); }
+    // The row id of the last successful INSERT, and the rows changed by the last finished INSERT, UPDATE
+    // or DELETE, of this connection (whichever thread ran it).
+    int64_t LastInsertRowId() const;
+    int Changes() const;
 
 private:
     friend class SqliteStatement;
+
+    static void OnRollback(void* connection);
 
     // A statement of `sql` for one use: an idle one prepared before, or a new one (nullptr when the
     // preparation fails). `generation` receives the number of the opening it belongs to.
@@ -58,6 +67,7 @@ private:
     std::mutex m_cacheMutex;
     std::vector<std::pair<std::string, sqlite3_stmt*>> m_idle;
     uint64_t m_generation = 0;  // counts the openings, so that a statement outliving its connection dies
+    std::atomic<uint64_t> m_rollbacks{0};  // counted by SQLite's rollback hook
 };
 
 // True when a result code means the file could not be written, whatever the statement: disk full, I/O
@@ -65,15 +75,17 @@ private:
 // failure may have ended the open transaction. Constraint and type failures are not write faults.
 bool IsWriteFault(int code);
 
+// One statement on a connection, which must outlive it.
 class SqliteStatement {
 public:
+    // Once: prepared for this object and finalised with it. Kept: taken from the statements the
+    // connection keeps prepared between uses, and given back (reset, bindings cleared) when this object
+    // ends; for statements run once per row or per file.
+    enum class Prepared { Once, Kept };
+
     // Prepares `sql` on the connection; Ok() tells whether that worked.
-    SqliteStatement(sqlite3* db, const QString& sql);
-    SqliteStatement(sqlite3* db, const char* sql);
-    // The same, with a statement the connection keeps prepared between uses (reset and its bindings
-    // cleared when this object ends). For statements run once per row or per file; the connection must
-    // outlive the object.
-    SqliteStatement(SqliteConnection& connection, const char* sql);
+    SqliteStatement(SqliteConnection& connection, const char* sql, Prepared how = Prepared::Once);
+    SqliteStatement(SqliteConnection& connection, const QString& sql);
     ~SqliteStatement();
     SqliteStatement(const SqliteStatement&) = delete;
     SqliteStatement& operator=(const SqliteStatement&) = delete;
@@ -97,7 +109,6 @@ public:
 
     // Column index by name (-1 when absent).
     int Column(const char* name) const;
-    bool HasColumn(const char* name) const { return Column(name) >= 0; }
     int64_t Int64(int column) const;
     QString Text(int column) const;
     QByteArray Blob(int column) const;
@@ -107,7 +118,6 @@ public:
     // The value as UTF-8 text, valid until the next step (nullptr for NULL).
     const char* Utf8(int column) const;
     const void* BlobData(int column) const;
-    bool IsNull(int column) const;
 
 private:
     sqlite3_stmt* m_stmt = nullptr;

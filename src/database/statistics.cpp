@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include "database/index_record.h"
 #include "database/index_store.h"
 
 namespace tembrix {
@@ -16,20 +17,22 @@ struct Total {
 const Total kTotals[] = {
     {"Всего аудио дорожек", "SELECT COUNT(*) AS res FROM data"},
     {"Всего часов", "SELECT SUM(duration) / 3600 AS res FROM data"},
-    {"Аудио дорожек из аудио файлов", "SELECT COUNT(*) AS res FROM data WHERE type = 'аудио'"},
-    {"Аудио часов", "SELECT SUM(duration) / 3600 AS res FROM data WHERE type = 'аудио'"},
-    {"Аудио дорожек из видео файлов", "SELECT COUNT(*) AS res FROM data WHERE type = 'видео'"},
-    {"Видео часов", "SELECT SUM(duration) / 3600 AS res FROM data WHERE type = 'видео'"},
+    {"Аудио дорожек из аудио файлов",
+     "SELECT COUNT(*) AS res FROM data WHERE type = '" TEMBRIX_TYPE_AUDIO "'"},
+    {"Аудио часов", "SELECT SUM(duration) / 3600 AS res FROM data WHERE type = '" TEMBRIX_TYPE_AUDIO "'"},
+    {"Аудио дорожек из видео файлов",
+     "SELECT COUNT(*) AS res FROM data WHERE type = '" TEMBRIX_TYPE_VIDEO "'"},
+    {"Видео часов", "SELECT SUM(duration) / 3600 AS res FROM data WHERE type = '" TEMBRIX_TYPE_VIDEO "'"},
     {"Суммарный объём исходников (МБ)", "SELECT SUM(source_size) / (1024 * 1024) AS res FROM data"},
     {"Суммарный объём индексов  (МБ)", "SELECT SUM(index_size) / (1024 * 1024) AS res FROM data"},
     {"Содержат доп. информацию (аудио)",
-     "SELECT COUNT(*) AS res FROM data WHERE info != '' AND type = 'аудио'"},
+     "SELECT COUNT(*) AS res FROM data WHERE info != '' AND type = '" TEMBRIX_TYPE_AUDIO "'"},
     {"Не содержат доп. информацию (аудио)",
-     "SELECT COUNT(*) AS res FROM data WHERE info = '' AND type = 'аудио'"},
+     "SELECT COUNT(*) AS res FROM data WHERE info = '' AND type = '" TEMBRIX_TYPE_AUDIO "'"},
     {"Содержат доп. информацию (видео)",
-     "SELECT COUNT(*) AS res FROM data WHERE info != '' AND type = 'видео'"},
+     "SELECT COUNT(*) AS res FROM data WHERE info != '' AND type = '" TEMBRIX_TYPE_VIDEO "'"},
     {"Не содержат доп. информацию (видео)",
-     "SELECT COUNT(*) AS res FROM data WHERE info = '' AND type = 'видео'"},
+     "SELECT COUNT(*) AS res FROM data WHERE info = '' AND type = '" TEMBRIX_TYPE_VIDEO "'"},
 };
 
 constexpr char kFilesByExtensionSql[] =

@@ -369,6 +369,7 @@ TEST_F(ImportDatabaseTest, ALookUpFailureAStopOrACommitElsewhereMidwayEndTheImpo
                 }
             } else if (c.act == Act::HoldStore) {
                 EXPECT_TRUE(store.Busy().TryAcquire());
+                store.Busy().SetPollLimit(1);
             } else if (c.act == Act::Stop) {
                 worker.requestInterruption();
             } else {

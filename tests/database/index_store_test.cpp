@@ -74,7 +74,7 @@ TEST_F(StoreTest, TableStatementIsStoredExactlyWithItsIndexes) {
 // rely on changed.
 TEST_F(StoreTest, InsertFindAndReadBack) {
     const IndexRecord r = Record(QStringLiteral("aa"), 5000000000LL, 1);
-    EXPECT_EQ(store.FindTrack(r.md5, r.source_size, r.audio_track), TDataModule1::kDuplicate);
+    EXPECT_EQ(store.FindTrack(r.md5, r.source_size, r.audio_track), TDataModule1::kNoSuchTrack);
     EXPECT_EQ(store.FindPath(r), 0);
     ASSERT_EQ(Insert(r), 0);
     const int id = store.FindTrack(r.md5, r.source_size, r.audio_track);
@@ -155,13 +155,13 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     // Without envelope bytes for a non-empty envelope the insert half cannot be made; nothing changes.
     int64_t newId = -7;
     int deletedRows = -1;
-    EXPECT_EQ(store.InsertReplacement(r, nullptr, newId), TDataModule1::kFailed);
+    EXPECT_EQ(store.InsertRow(r, nullptr, newId), TDataModule1::kFailed);
     EXPECT_EQ(newId, -7);
     EXPECT_EQ(rows(), before);
 
     // The new row comes first; the delete half then removes only the older rows of its track.
     ASSERT_TRUE(store.BeginTransaction());  // inside a batch, as the import calls it
-    EXPECT_EQ(store.InsertReplacement(r, envelope, newId), TDataModule1::kOk);
+    EXPECT_EQ(store.InsertRow(r, envelope, newId), TDataModule1::kOk);
     EXPECT_EQ(newId, 4);
     EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, newId, deletedRows),
               TDataModule1::kOk);
@@ -174,6 +174,7 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
 TEST_F(StoreTest, HeldBusyFlagGivesEveryOperationItsBusyResult) {
     ASSERT_EQ(Insert(Record(QStringLiteral("busy"))), 0);
     ASSERT_TRUE(store.Busy().TryAcquire());
+    store.Busy().SetPollLimit(1);  // each operation then gives up after one poll
     const IndexRecord r = Record(QStringLiteral("new"));
     QStringList a, b;
     IndexRecord out;
@@ -185,7 +186,7 @@ TEST_F(StoreTest, HeldBusyFlagGivesEveryOperationItsBusyResult) {
         (std::vector<int>{
             store.InsertRecordWithIndex(r, kValues), store.InsertRecord(r), store.FindTrack(r.md5, 1, 0),
             store.FindPath(r), store.DeleteTrack(QStringLiteral("busy"), 1, 0), store.DeleteById(1),
-            store.InsertReplacement(r, kValues, newId), store.DeleteReplacedRows(r.md5, 1, 0, 99, deleted)}),
+            store.InsertRow(r, kValues, newId), store.DeleteReplacedRows(r.md5, 1, 0, 99, deleted)}),
         std::vector<int>(8, TDataModule1::kBusy));
     EXPECT_EQ((std::vector<bool>{store.DeleteFile(QStringLiteral("busy"), 1), store.Vacuum(), store.Commit(),
                                  Scalar("SELECT 1 AS res") != 0,

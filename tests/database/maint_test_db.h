@@ -108,7 +108,10 @@ inline bool DamageRows(const QString& path) {
 inline QStringList Texts(const QString& path, const QString& sql) {
     SqliteConnection c;
     QStringList texts;
-    SqliteStatement q(c.Open(path) ? c.Handle() : nullptr, sql);
+    if (!c.Open(path)) {
+        return texts;
+    }
+    SqliteStatement q(c, sql);
     while (q.Next()) {
         texts.append(q.Text(0));
     }

@@ -23,7 +23,7 @@ QString MakeTable(const test::TempDir& dir, const QString& name, const char* val
 
 // The values a kept statement of kFrom gives from `from` on; `bind` false leaves :X unbound (NULL).
 QStringList From(SqliteConnection& c, int64_t from, bool bind = true) {
-    SqliteStatement q(c, kFrom);
+    SqliteStatement q(c, kFrom, SqliteStatement::Prepared::Kept);
     if (bind) {
         q.Bind(":X", from);
     }
@@ -51,7 +51,7 @@ TEST(KeptStatements, EveryUseStartsCleanAndSeesTheFileAndSchemaOfTheMoment) {
 
     // Two uses at once do not share a statement.
     {
-        SqliteStatement first(c, kFrom);
+        SqliteStatement first(c, kFrom, SqliteStatement::Prepared::Kept);
         first.Bind(":X", int64_t{1});
         ASSERT_TRUE(first.Next());
         EXPECT_EQ(From(c, 2), (QStringList{"2", "3"}));
@@ -72,7 +72,7 @@ TEST(KeptStatements, EveryUseStartsCleanAndSeesTheFileAndSchemaOfTheMoment) {
 
     // Another file on the same connection object, with a statement still in use across the switch.
     {
-        SqliteStatement old(c, kFrom);
+        SqliteStatement old(c, kFrom, SqliteStatement::Prepared::Kept);
         c.Close();
         ASSERT_TRUE(c.Open(b));
     }
@@ -80,7 +80,7 @@ TEST(KeptStatements, EveryUseStartsCleanAndSeesTheFileAndSchemaOfTheMoment) {
 
     // A statement that cannot be prepared fails each time and is never kept.
     for (int i = 0; i < 2; ++i) {
-        SqliteStatement bad(c, "SELECT x FROM missing");
+        SqliteStatement bad(c, "SELECT x FROM missing", SqliteStatement::Prepared::Kept);
         EXPECT_FALSE(bad.Ok());
         EXPECT_FALSE(bad.Next());
     }

@@ -94,7 +94,7 @@ TEST_F(StatisticsTest, EveryQueryReadsOnlyTheStatisticsIndex) {
     const QStringList queries = StatisticsQueries();
     ASSERT_EQ(queries.size(), 16);
     for (const QString& sql : queries) {
-        SqliteStatement plan(c.Handle(), QStringLiteral("EXPLAIN QUERY PLAN ") + sql);
+        SqliteStatement plan(c, QStringLiteral("EXPLAIN QUERY PLAN ") + sql);
         int steps = 0;
         while (plan.Next()) {
             const QString step = plan.Text(3);

@@ -182,8 +182,9 @@ TEST(ProcessRunner, NoToolOrChildOutlivesItsRun) {
         bool stop;
         ToolRun::End end;
     } cases[] = {
-        {"hung tool, stopped", "trap '' TERM INT; sleep 1000 & echo $! > child; echo $$ > pid; wait", true,
-         ToolRun::End::Stopped},
+        // The pid file appears whole (renamed into place), so the stop never comes before it is written.
+        {"hung tool, stopped", "trap '' TERM INT; sleep 1000 & echo $! > child; echo $$ > p; mv p pid; wait",
+         true, ToolRun::End::Stopped},
         {"ends, child left behind", "sleep 1000 & echo $! > child; echo $$ > pid; exit 0", false,
          ToolRun::End::Exited},
     };

@@ -25,7 +25,7 @@ inline std::vector<StoredRow> ReadRows(const QString& dbPath) {
     std::vector<StoredRow> rows;
     SqliteConnection db;
     if (db.Open(dbPath)) {
-        SqliteStatement q(db.Handle(), "SELECT * FROM Data ORDER BY id");
+        SqliteStatement q(db, "SELECT * FROM Data ORDER BY id");
         while (q.Next()) {
             rows.push_back({{}, q.Blob(q.Column("index_data"))});
             ReadRecordColumns(q, rows.back().record, false);

@@ -116,9 +116,12 @@ void Add(TDataModule1& store, IndexRecord record, const std::vector<uint16_t>& v
     store.InsertRecordWithIndex(record, values.data());
 }
 
-void Exec(TDataModule1& store, const char* sql) {
-    SqliteStatement statement(store.Handle(), sql);
-    statement.Run();
+// Runs `sql` on the store's file through a connection of its own (the store hands out none).
+void Exec(const TDataModule1& store, const char* sql) {
+    SqliteConnection connection;
+    if (connection.Open(store.DatabasePath())) {
+        connection.Exec(sql);
+    }
 }
 
 // Lets the windows and the workers' calls run for `ms`.
@@ -245,11 +248,12 @@ void Import(ShotContext& context) {
             ++n;
             Add(other, DemoRecord(path, 140 + 40 * n, 0, 1, QString()), SpeechEnvelope(60, n));
         }
-        SqliteStatement known(context.store->Handle(), "SELECT id FROM data ORDER BY id LIMIT 2");
         QList<int> ids;
-        while (known.Next()) {
-            ids.append(static_cast<int>(known.Int64(0)));
-        }
+        context.store->ReadRows(TDataModule1::ReadOn::Store, "SELECT id FROM data ORDER BY id LIMIT 2",
+                                [&ids](const SqliteStatement& known) {
+                                    ids.append(static_cast<int>(known.Int64(0)));
+                                    return true;
+                                });
         for (int id : ids) {
             IndexRecord record;
             std::vector<uint16_t> values;
