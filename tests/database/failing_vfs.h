@@ -1,9 +1,8 @@
 #pragma once
-// A file-system fault for SQLite, for tests that run as root (where a read-only file mode stops nothing)
-// and cannot mount a small file system: a VFS made the default while it lives, failing what happens to one
-// database file and its journal. DiskFull: the two may grow by `budget` bytes in all, further growth fails
-// with SQLITE_FULL (overwrites still succeed). ReadOnly: the database file is opened read-only, as a file
-// or folder without write permission makes SQLite do. Connections opened before it are not affected.
+// A VFS made SQLite's default while it lives, failing one database file and its journal (for tests run as
+// root, where file modes stop nothing). DiskFull: the two may grow by `budget` bytes in all, then
+// SQLITE_FULL. ReadOnly: the database file is opened read-only. Connections opened before it are not
+// affected.
 
 #include <sqlite3.h>
 
@@ -40,8 +39,7 @@ public:
     FailingVfs(const FailingVfs&) = delete;
     FailingVfs& operator=(const FailingVfs&) = delete;
 
-    // The growth reached when each commit began writing to the database file (its first growing write
-    // after a sync of the journal): where a budget makes that commit fail.
+    // The growth reached at each commit's first growing write to the database file after a journal sync.
     std::vector<int64_t> CommitStarts() const {
         std::lock_guard lock(m_mutex);
         return m_commitStarts;
@@ -115,30 +113,18 @@ private:
         return Real(file)->pMethods->xSync(Real(file), flags);
     }
 
-    // Everything else passes through. No shared memory and no memory map: rollback-journal files need
-    // neither, and every write then passes through Write.
-    static constexpr sqlite3_io_methods kMethods = {
-        1,
-        [](sqlite3_file* f) { return Real(f)->pMethods->xClose(Real(f)); },
-        [](sqlite3_file* f, void* d, int n, sqlite3_int64 o) {
-            return Real(f)->pMethods->xRead(Real(f), d, n, o);
-        },
-        &Write,
-        [](sqlite3_file* f, sqlite3_int64 n) { return Real(f)->pMethods->xTruncate(Real(f), n); },
-        &Sync,
-        [](sqlite3_file* f, sqlite3_int64* n) { return Real(f)->pMethods->xFileSize(Real(f), n); },
-        [](sqlite3_file* f, int l) { return Real(f)->pMethods->xLock(Real(f), l); },
-        [](sqlite3_file* f, int l) { return Real(f)->pMethods->xUnlock(Real(f), l); },
-        [](sqlite3_file* f, int* r) { return Real(f)->pMethods->xCheckReservedLock(Real(f), r); },
-        [](sqlite3_file* f, int op, void* a) { return Real(f)->pMethods->xFileControl(Real(f), op, a); },
-        [](sqlite3_file* f) { return Real(f)->pMethods->xSectorSize(Real(f)); },
-        [](sqlite3_file* f) { return Real(f)->pMethods->xDeviceCharacteristics(Real(f)); },
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr};
+    // Everything else passes through; no shared memory or memory map, so every write passes through Write.
+    template <auto method, typename... Args>
+    static int Pass(sqlite3_file* f, Args... args) {
+        return (Real(f)->pMethods->*method)(Real(f), args...);
+    }
+    using M = sqlite3_io_methods;
+    // clang-format off
+    static constexpr M kMethods = {1, &Pass<&M::xClose>, &Pass<&M::xRead>, &Write, &Pass<&M::xTruncate>, &Sync,
+        &Pass<&M::xFileSize>, &Pass<&M::xLock>, &Pass<&M::xUnlock>, &Pass<&M::xCheckReservedLock>,
+        &Pass<&M::xFileControl>, &Pass<&M::xSectorSize>, &Pass<&M::xDeviceCharacteristics>,
+        nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+    // clang-format on
 
     static inline FailingVfs* s_self = nullptr;
     std::string m_path;

@@ -1,5 +1,4 @@
-// The import worker and its source reader: duplicates kept and replaced, a database imported into itself,
-// rows that cannot be copied, failures of the key list and the look-up, a stop, and the write faults.
+// The import worker and its source reader: duplicates, self-import, bad rows, failures, a stop, write faults.
 
 #include <gtest/gtest.h>
 
@@ -22,6 +21,7 @@ namespace {
 using test::ImportSummary;
 using test::RawRow;
 using test::Row;
+using Outcome = ImportDatabase::Outcome;
 
 const QString kDone = QStringLiteral("Задание выполнено!");
 const QString kUnreadable = QStringLiteral("Ошибка DataModule2->GetRecord2");
@@ -32,8 +32,7 @@ struct ImportRun {
     int progress = -1;
 };
 
-// Runs `worker`; `onBox` runs after each message box is recorded (the worker waits for it, so what it
-// does takes effect at a known row).
+// Runs `worker`; `onBox` runs after each message box is recorded, while the worker waits for it.
 ImportRun RunImport(ImportDatabase& worker, const std::function<void(const QString&)>& onBox = {}) {
     ImportRun run;
     worker.onLines = [&](const QStringList& lines) {
@@ -52,13 +51,19 @@ ImportRun RunImport(ImportDatabase& worker, const std::function<void(const QStri
     return run;
 }
 
+// `r` changed by `change`.
+RawRow With(RawRow r, const std::function<void(RawRow&)>& change) {
+    change(r);
+    return r;
+}
+
 // Every column but the id as one text, the blob as hex.
 constexpr char kWholeRow[] =
     "source_size||'|'||sha2||'|'||md5||'|'||duration||'|'||source_path||'|'||source_file_name||'|'||"
     "extension||'|'||type||'|'||audio_track||'|'||all_tracks||'|'||created||'|'||quote(info)||'|'||"
     "index_size||'|'||hex(index_data)";
 
-// `what` of every row in id order: what the import committed.
+// `what` of every committed row in id order.
 QStringList Rows(const QString& path, const char* what = kWholeRow) {
     return test::Texts(path, QStringLiteral("SELECT %1 FROM Data ORDER BY id").arg(what));
 }
@@ -82,6 +87,19 @@ protected:
         ASSERT_TRUE(store.Connect(mainPath));
         ASSERT_TRUE(source.Connect(self ? mainPath : sourcePath));
     }
+    // Runs an import with the given policy to its end.
+    ImportRun Import(bool replace, const std::function<void(ImportDatabase&, const QString&)>& onBox = {}) {
+        ImportDatabase worker(store, source);
+        worker.replaceDuplicates = replace;
+        ImportRun run = RunImport(worker, [&](const QString& text) {
+            if (onBox) {
+                onBox(worker, text);
+            }
+        });
+        rowErrors = worker.rowErrors;
+        outcome = worker.outcome;
+        return run;
+    }
 
     test::TempDir dir;
     test::RecordingMessages messages;
@@ -89,6 +107,8 @@ protected:
     QString sourcePath = dir.File(QStringLiteral("source.db"));
     TDataModule1 store;
     TDataModule2 source;
+    int rowErrors = -1;
+    Outcome outcome = Outcome::Done;
 };
 
 // Catches a progress division by zero for one row, and a loop that runs for an empty source.
@@ -108,9 +128,8 @@ TEST_F(ImportDatabaseTest, EdgeSizedSourcesEndWithTheirSummaryAndASecondImportFi
     }
 }
 
-// The import over several batches, without fault and with each write fault: the committed batches hold a
-// prefix of the rows to store, the open one is rolled back whole (no replaced row goes without its
-// replacement), and the summary counts exactly what the file holds.
+// Over several batches, without fault and with each write fault: committed batches hold a prefix of the
+// rows to store, the open one rolls back whole, and the summary counts exactly what the file holds.
 TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWhatIsStored) {
     // Every second row and a run longer than the rows read ahead are stored already, with other paths.
     const auto isDuplicate = [](int i) { return i % 2 == 0 || (i >= 1000 && i < 1400); };
@@ -118,8 +137,8 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
     for (int i = 0; i < 4500; ++i) {
         sourceRows.push_back(Row(QString::number(i), 100));
         if (isDuplicate(i)) {
-            stored.push_back(sourceRows.back());
-            stored.back().sourcePath = QStringLiteral("/old/%1").arg(i);
+            stored.push_back(
+                With(sourceRows.back(), [i](RawRow& r) { r.sourcePath = QStringLiteral("/old/%1").arg(i); }));
         }
     }
     enum class Where { Nowhere, FirstWrite, MidImport, LastCommit, ReadOnly };
@@ -148,8 +167,7 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
         store.Disconnect();
         source.Disconnect();
         const QByteArray fileBefore = FileBytes(mainPath);
-        const QStringList before = Rows(mainPath);
-        const QStringList sourceText = Rows(sourcePath);
+        const QStringList before = Rows(mainPath), sourceText = Rows(sourcePath);
         int64_t budget = std::numeric_limits<int64_t>::max();
         if (c.where == Where::FirstWrite) {
             budget = 0;
@@ -186,98 +204,89 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
             }
         }
         ASSERT_LE(worker.added, toStore.size());
-        expected += toStore.mid(0, worker.added);
-        EXPECT_EQ(Rows(mainPath), expected);
+        EXPECT_EQ(Rows(mainPath), expected + toStore.mid(0, worker.added));
         EXPECT_EQ(run.summary, ImportSummary(worker.processed, 4500, worker.ignored, replaced, worker.added));
         if (c.where == Where::Nowhere) {
-            EXPECT_EQ(worker.outcome, ImportDatabase::Outcome::Done);
-            EXPECT_EQ(run.boxes, QStringList{kDone});
-            EXPECT_EQ(worker.added, toStore.size());
-            EXPECT_EQ(run.lines.size(), stored.size());
-            EXPECT_EQ(worker.ignored, c.replace ? 0 : static_cast<int>(stored.size()));
+            EXPECT_EQ(std::tuple(worker.outcome, run.boxes, worker.added, run.lines.size(), worker.ignored),
+                      std::tuple(Outcome::Done, QStringList{kDone}, toStore.size(), stored.size(),
+                                 c.replace ? 0 : static_cast<int>(stored.size())));
             batchStarts[p] = vfs.BatchStarts();
             commitStarts[p] = vfs.CommitStarts();
             continue;
         }
-        EXPECT_EQ(worker.outcome, ImportDatabase::Outcome::WriteFailed);
+        EXPECT_EQ(worker.outcome, Outcome::WriteFailed);
         EXPECT_EQ(run.boxes, QStringList{failed});
         EXPECT_EQ(run.lines.value(run.lines.size() - 1), failed);
         if (c.where == Where::FirstWrite || c.where == Where::ReadOnly) {
             EXPECT_EQ(worker.added, 0);
             EXPECT_TRUE(FileBytes(mainPath) == fileBefore);  // not a byte changed
         } else {
-            EXPECT_GT(worker.added, 0);  // batches before the fault stay
-            EXPECT_LT(worker.added, toStore.size());
+            EXPECT_TRUE(worker.added > 0 && worker.added < toStore.size());  // batches before the fault stay
             EXPECT_EQ(vfs.RefusedAtCommit(), c.where == Where::LastCommit);
         }
     }
 }
 
-// Catches a policy read once (it changes here while the first unreadable row's box is open: the first
-// duplicate is kept, the next replaced), keys taken in look-up index order instead of table order, sizes
-// cut to 32 bits, an odd envelope or a NULL tag text or an empty envelope not copied as they are, ids reused.
+// Catches a policy read once (it turns to replace at the first box: the first duplicate is kept, the next
+// replaced), keys in look-up index order, sizes cut to 32 bits, an odd envelope, a NULL tag text or an
+// empty envelope not copied as they are, ids reused.
 TEST_F(ImportDatabaseTest, DuplicatesAreKeptOrReplacedAsThePolicySaysWhenEachIsMet) {
-    RawRow stored = Row("dup");
-    stored.audioTrack = 1;
-    stored.sourceSize = QStringLiteral("5000000000");
-    stored.sourcePath = QStringLiteral("/old/path.mp3");
-    RawRow incoming = stored;
-    incoming.sourcePath = QStringLiteral("/new/path.mp3");
-    RawRow otherTrack = stored;  // the same file, another track: new
-    otherTrack.audioTrack = 0;
-    RawRow oddA = Row("a");
-    oddA.sourcePath = QStringLiteral("/new/a.mp3");
-    oddA.indexSize = 7;
-    oddA.indexData = QByteArray("\x01\x02\x03\x04\x05\x06\xFE", 7);
-    RawRow video = Row("new1");
-    video.type = kTypeVideo;
-    video.audioTrack = 2;
-    video.allTracks = 3;
-    RawRow unreadable = Row("unreadable");
-    unreadable.indexSize = 20000;  // longer than its blob
-    RawRow bare = Row("bare");     // no tag text and no envelope (no pointer to convert from)
-    bare.infoNull = true;
-    bare.indexSize = 0;
-    bare.indexData.clear();
+    const RawRow stored = With(Row("dup"), [](RawRow& r) {
+        r.audioTrack = 1;
+        r.sourceSize = QStringLiteral("5000000000");
+        r.sourcePath = QStringLiteral("/old/path.mp3");
+    });
+    const RawRow incoming = With(stored, [](RawRow& r) { r.sourcePath = QStringLiteral("/new/path.mp3"); });
+    const RawRow otherTrack = With(stored, [](RawRow& r) { r.audioTrack = 0; });  // the same file: new
+    const RawRow oddA = With(Row("a"), [](RawRow& r) {
+        r.sourcePath = QStringLiteral("/new/a.mp3");
+        r.indexSize = 7;
+        r.indexData = QByteArray("\x01\x02\x03\x04\x05\x06\xFE", 7);
+    });
+    const RawRow video = With(Row("new1"), [](RawRow& r) {
+        r.type = kTypeVideo;
+        r.audioTrack = 2;
+        r.allTracks = 3;
+    });
+    const RawRow unreadable = With(Row("unreadable"), [](RawRow& r) { r.indexSize = 20000; });  // > its blob
+    const RawRow bare = With(Row("bare"), [](RawRow& r) {  // no tag text and no envelope
+        r.infoNull = true;
+        r.indexSize = 0;
+        r.indexData.clear();
+    });
     Open({stored, Row("a"), Row("b")}, {video, otherTrack, incoming, unreadable, oddA, Row("b"), bare});
     const QStringList before = Rows(mainPath);
-
-    ImportDatabase worker(store, source);
-    const ImportRun run = RunImport(worker, [&](const QString&) { worker.replaceDuplicates = true; });
+    const ImportRun run =
+        Import(false, [](ImportDatabase& w, const QString&) { w.replaceDuplicates = true; });
     ASSERT_EQ(run.lines.size(), 5);
     EXPECT_EQ(run.lines[0], "Дубликат: MD5-хэш = dup\tтрек = 1\tid = 1\tid2 = 3\tразмер = 5000000000 байт");
     EXPECT_EQ(run.summary, ImportSummary(7, 7, 1, 2, 5));
-    EXPECT_EQ(worker.rowErrors, 2);
+    EXPECT_EQ(rowErrors, 2);
     EXPECT_EQ(Rows(mainPath, "id"), (QStringList{"1", "4", "5", "6", "7", "8"}));
-    const QStringList sourceRows = Rows(sourcePath);
-    QString bareStored = sourceRows[6];
-    bareStored.replace(QStringLiteral("|NULL|"), QStringLiteral("|''|"));  // NULL tag text is read as empty
-    EXPECT_EQ(Rows(mainPath), (QStringList{before[0], sourceRows[0], sourceRows[1], sourceRows[4],
-                                           sourceRows[5], bareStored}));
+    const QStringList s = Rows(sourcePath);
+    const QString bareStored = QString(s[6]).replace(QStringLiteral("|NULL|"), QStringLiteral("|''|"));
+    EXPECT_EQ(Rows(mainPath), (QStringList{before[0], s[0], s[1], s[4], s[5], bareStored}));
 }
 
-// A track met again and again in the source: each replacement finds the row the one before it stored
-// (the replaced rows go only at the end of a batch, but a look-up of their track must not see them).
+// Catches a replacement's look-up seeing a row queued for deletion instead of the one stored before it.
 TEST_F(ImportDatabaseTest, ATrackRepeatedInTheSourceIsReplacedInTurnAndLeavesOneRow) {
-    std::vector<RawRow> repeats(3, Row("t"));
+    std::vector<RawRow> repeats;
     QStringList expected;
     for (int i = 1; i <= 3; ++i) {
-        repeats[i - 1].sourcePath = QStringLiteral("/s%1").arg(i);
+        repeats.push_back(With(Row("t"), [i](RawRow& r) { r.sourcePath = QStringLiteral("/s%1").arg(i); }));
         expected.append(
             QStringLiteral("Дубликат: MD5-хэш = t\tтрек = 0\tid = %1\tid2 = %1\tразмер = 5000000 байт")
                 .arg(i));
     }
     Open({Row("t")}, repeats);
-    ImportDatabase worker(store, source);
-    worker.replaceDuplicates = true;
-    const ImportRun run = RunImport(worker);
+    const ImportRun run = Import(true);
     EXPECT_EQ(run.lines, expected);
     EXPECT_EQ(run.summary, ImportSummary(3, 3, 0, 3, 3));
     EXPECT_EQ(Rows(mainPath, "id||source_path"), QStringList{"4/s3"});
 }
 
-// 7 MB of envelopes changed in one batch, more than SQLite's page cache holds: catches the source, which
-// reads the same file through its own connection, finding it locked by the batch.
+// 7 MB of envelopes in one batch, more than the page cache: catches the source, reading the same file on
+// its own connection, finding it locked by the batch.
 TEST_F(ImportDatabaseTest, IntoItselfLargerThanTheCacheWithReplaceLosesNothing) {
     std::vector<RawRow> rows;
     for (int i = 0; i < 150; ++i) {
@@ -285,41 +294,31 @@ TEST_F(ImportDatabaseTest, IntoItselfLargerThanTheCacheWithReplaceLosesNothing) 
     }
     Open(rows, {}, true);
     const QStringList original = Rows(mainPath);
-    ImportDatabase worker(store, source);
-    worker.replaceDuplicates = true;
-    const ImportRun run = RunImport(worker);
+    const ImportRun run = Import(true);
     EXPECT_EQ(run.summary, ImportSummary(150, 150, 0, 150, 150));
     EXPECT_EQ(run.boxes, QStringList{kDone});
     EXPECT_EQ(Rows(mainPath), original);
     EXPECT_EQ(Rows(mainPath, "id").first(), "151");
 }
 
-// "keep" and "refused" are refused by the database; "dup" and "broken" cannot be read from the source.
-// Catches such a row counted, stopping the import, or costing the stored row it would replace.
+// "keep"/"refused" are refused by the database, "dup"/"broken" unreadable in the source: catches such a
+// row counted, stopping the import, or costing the stored row it would replace.
 TEST_F(ImportDatabaseTest, RowsThatCannotBeCopiedAreReportedLeftOutAndNotCounted) {
-    RawRow brokenNew = Row("broken");
-    brokenNew.indexSize = -2;
-    RawRow brokenDup = Row("dup");
-    brokenDup.indexSize = 20000;
+    const RawRow brokenNew = With(Row("broken"), [](RawRow& r) { r.indexSize = -2; });
+    const RawRow brokenDup = With(Row("dup"), [](RawRow& r) { r.indexSize = 20000; });
     Open({Row("keep"), Row("dup")}, {Row("keep"), brokenNew, brokenDup, Row("refused"), Row("fresh")});
-    {
-        SqliteConnection c;
-        ASSERT_TRUE(c.Open(mainPath));
-        ASSERT_TRUE(
-            c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data WHEN NEW.md5 IN ('keep', 'refused') "
-                   "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
-    }
+    SqliteConnection c;
+    ASSERT_TRUE(c.Open(mainPath) && c.Exec("CREATE TRIGGER refuse BEFORE INSERT ON Data WHEN NEW.md5 IN "
+                                           "('keep', 'refused') BEGIN SELECT RAISE(ABORT, 'refused'); END"));
+    c.Close();
     const QStringList before = Rows(mainPath);
-    ImportDatabase worker(store, source);
-    worker.replaceDuplicates = true;
-    const ImportRun run = RunImport(worker);
+    const ImportRun run = Import(true);
     const QString insert = "Ошибка DataModule1->InsertSQL";
     const QStringList errors = {insert, kUnreadable, insert, kUnreadable, insert, insert};
     EXPECT_EQ(run.lines.filter(QStringLiteral("Ошибка")), errors);
     EXPECT_EQ(run.boxes, errors + QStringList{kDone});
     EXPECT_EQ(run.summary, ImportSummary(5, 5, 0, 0, 1));
-    EXPECT_EQ(worker.outcome, ImportDatabase::Outcome::Done);
-    EXPECT_EQ(worker.rowErrors, 6);
+    EXPECT_EQ(std::pair(outcome, rowErrors), std::pair(Outcome::Done, 6));
     EXPECT_EQ(Rows(mainPath), before + Rows(sourcePath).mid(4));
 }
 
@@ -327,45 +326,38 @@ TEST_F(ImportDatabaseTest, RowsThatCannotBeCopiedAreReportedLeftOutAndNotCounted
 TEST_F(ImportDatabaseTest, KeyListFailureEndsAtOnce) {
     Open({Row("a")}, {});
     ASSERT_TRUE(source.Connect(dir.File(QStringLiteral("bare.db"))));  // no table Data
-    ImportDatabase worker(store, source);
-    const ImportRun run = RunImport(worker);
-    const QString text = "Ошибка получения списка записей импортируемой базы данных!";
-    EXPECT_EQ(run.lines, QStringList{text});
-    EXPECT_EQ(run.boxes, QStringList{text});
-    EXPECT_EQ(run.summary, ImportSummary(0, 0, 0, 0, 0));
-    EXPECT_EQ(worker.outcome, ImportDatabase::Outcome::KeysUnreadable);
+    const ImportRun run = Import(false);
+    const QStringList text = {"Ошибка получения списка записей импортируемой базы данных!"};
+    EXPECT_EQ(std::tuple(run.lines, run.boxes, run.summary, outcome),
+              std::tuple(text, text, ImportSummary(0, 0, 0, 0, 0), Outcome::KeysUnreadable));
 }
 
 // What happens while the unreadable second row's box is open ends the import as it must, with the rows
 // before it committed.
 TEST_F(ImportDatabaseTest, ALookUpFailureAStopOrACommitElsewhereMidwayEndTheImportAsTheyMust) {
-    RawRow broken = Row("broken");
-    broken.indexSize = 20000;
+    const RawRow broken = With(Row("broken"), [](RawRow& r) { r.indexSize = 20000; });
     enum class Act { HoldStore, Stop, CommitElsewhere };
     const struct {
         Act act;
-        ImportDatabase::Outcome outcome;
+        Outcome outcome;
         const char* lastBox;
         int processed, added;
         const char* catches;
     } cases[] = {
-        // The store is held until the failure is told, so the next look-up gives up.
-        {Act::HoldStore, ImportDatabase::Outcome::LookupFailed, "Ошибка SQL запроса", 2, 1,
+        {Act::HoldStore, Outcome::LookupFailed, "Ошибка SQL запроса", 2, 1,
          "a look-up failure that does not end the import, or loses the open batch"},
-        {Act::Stop, ImportDatabase::Outcome::Stopped, "Импорт остановлен!", 2, 1,
+        {Act::Stop, Outcome::Stopped, "Импорт остановлен!", 2, 1,
          "a stop that does not finish the row, skips the closing message or loses the batch"},
-        // As the indexing's closing COMMIT does.
-        {Act::CommitElsewhere, ImportDatabase::Outcome::Done, "Задание выполнено!", 3, 2,
+        {Act::CommitElsewhere, Outcome::Done, "Задание выполнено!", 3, 2,  // as the indexing's closing COMMIT
          "a batch committed by another caller taken for lost, or the rows after it left outside a batch"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.catches);
         Open({}, {Row("a"), broken, Row("c")});
-        ImportDatabase worker(store, source);
-        const ImportRun run = RunImport(worker, [&](const QString& text) {
+        const ImportRun run = Import(false, [&](ImportDatabase& worker, const QString& text) {
             if (text != kUnreadable) {
                 if (c.act == Act::HoldStore && text == c.lastBox) {
-                    store.Busy().Release();
+                    store.Busy().Release();  // held until the failure is told
                 }
             } else if (c.act == Act::HoldStore) {
                 EXPECT_TRUE(store.Busy().TryAcquire());
@@ -379,9 +371,9 @@ TEST_F(ImportDatabaseTest, ALookUpFailureAStopOrACommitElsewhereMidwayEndTheImpo
         EXPECT_EQ(run.boxes.value(0), kUnreadable);
         EXPECT_EQ(run.boxes.last(), c.lastBox);
         EXPECT_EQ(run.summary, ImportSummary(c.processed, 3, 0, 0, c.added));
-        EXPECT_EQ(worker.outcome, c.outcome);
-        const QStringList sourceRows = Rows(sourcePath);
-        EXPECT_EQ(Rows(mainPath), (QStringList{sourceRows[0], sourceRows[2]}.mid(0, c.added)));
+        EXPECT_EQ(outcome, c.outcome);
+        const QStringList s = Rows(sourcePath);
+        EXPECT_EQ(Rows(mainPath), (QStringList{s[0], s[2]}.mid(0, c.added)));
     }
 }
 

@@ -1,6 +1,5 @@
 #pragma once
-// Rows written straight into table Data, bypassing the store's duplicate refusal and its types, so that
-// tests can build databases with any fault they need; and what the maintenance workers say.
+// Databases with any fault, written past the store; and what the maintenance workers say.
 
 #include <QByteArray>
 #include <QEventLoop>
@@ -49,8 +48,7 @@ struct RawRow {
     QByteArray indexData = QByteArray(12000, '\x01');
 };
 
-// A healthy row of its own file "/music/<md5>.mp3", with `values` envelope values (below 1000, never
-// negative) that differ by md5.
+// A healthy row of its own file "/music/<md5>.mp3", with `values` envelope values below 1000, by md5.
 inline RawRow Row(const QString& md5, int values = 6000) {
     RawRow r;
     r.md5 = md5;
@@ -75,7 +73,6 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
     for (const RawRow& r : rows) {
         SqliteStatement q(
             c, "INSERT INTO Data VALUES (NULL, :A, :B, :C, :D, :E, :F, :G, :H, :I, :J, :K, :L, :M, :N)");
-        // Numbers go in as text too: the INTEGER columns store numeric text as numbers.
         const auto n = [](int64_t v) { return QString::number(v); };
         const std::pair<const char*, QString> fields[] = {
             {":A", r.sourceSize},    {":B", r.sha2},           {":C", r.md5},       {":D", n(r.duration)},
@@ -95,8 +92,7 @@ inline bool MakeDatabase(const QString& path, const std::vector<RawRow>& rows = 
     return c.Exec("COMMIT");
 }
 
-// Overwrites every page of the database file after its first two (the schema stays whole, so the file
-// still connects) with garbage: reading the rows, VACUUM and DELETE then fail as on a damaged disk.
+// Overwrites every page after the first two (the schema) with garbage: reads, VACUUM and DELETE then fail.
 inline bool DamageRows(const QString& path) {
     QFile f(path);
     const qint64 bytes = f.size() - 2 * 4096;
