@@ -1,5 +1,4 @@
-// The check worker on databases with known faults: the exact report lines of each pass, failing passes,
-// progress, and a stop in the middle of a pass.
+// The check worker on databases with known faults: report lines, failing passes, progress, a stop.
 
 #include <gtest/gtest.h>
 
@@ -25,8 +24,7 @@ struct CheckRun {
     bool finishedLast = false;  // nothing arrived after the finish notification
 };
 
-// Runs `worker` to its end; with `stop`, asks it to stop when the first lines arrive (the closing pause is
-// then long: a stop must cut it short).
+// Runs `worker` to its end; with `stop`, stops it at the first lines (its long closing pause then cut short).
 CheckRun RunCheck(CheckDatabase& worker, bool stop = false) {
     CheckRun run;
     worker.finishPauseMs = stop ? 60000 : 0;

@@ -1,6 +1,4 @@
-// The index store against temporary databases: exact schema, duplicate refusal, ids, the replacement of
-// a track, the busy protocol, and the quirks other programs rely on (GetRecord's failure, index_size as a
-// number). ListTracks' names are checked by the command-line list test.
+// The index store: schema, duplicate refusal, ids, replacement of a track, busy protocol, quirks kept.
 
 #include <gtest/gtest.h>
 

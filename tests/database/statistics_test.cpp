@@ -1,5 +1,4 @@
-// The statistics figures: an empty database and a mixed one. Their labels and the duration classes'
-// names are checked, line for line, by the command-line stats test.
+// The statistics figures (their labels are checked by the command-line stats test).
 
 #include <gtest/gtest.h>
 
