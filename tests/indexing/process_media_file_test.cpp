@@ -65,18 +65,16 @@ QStringList FilesBelow(const QString& folder) {
 void ExpectRow(const StoredRow& row, const QString& file, const char* type, int allTracks, int track,
                const std::vector<uint16_t>& reference) {
     const QFileInfo info(file);
-    EXPECT_EQ(row.record.source_path, file);
-    EXPECT_EQ(row.record.source_file_name, info.completeBaseName());
-    EXPECT_EQ(row.record.extension, info.suffix());
-    EXPECT_EQ(row.record.type, QString::fromUtf8(type));
-    EXPECT_EQ(row.record.source_size, info.size());
-    EXPECT_EQ(row.record.created, DateTimeText(info.lastModified()));
     const QByteArray bytes = test::ReadFile(file);
-    EXPECT_EQ(row.record.md5.toLatin1(), QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex());
-    EXPECT_EQ(row.record.sha2.toLatin1(),
-              QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-    EXPECT_EQ(row.record.all_tracks, allTracks);
-    EXPECT_EQ(row.record.audio_track, track);
+    const IndexRecord& r = row.record;
+    EXPECT_EQ((QStringList{r.source_path, r.source_file_name, r.extension, r.type,
+                           QString::number(r.source_size), r.created, r.md5, r.sha2,
+                           QString::number(r.all_tracks), QString::number(r.audio_track)}),
+              (QStringList{file, info.completeBaseName(), info.suffix(), QString::fromUtf8(type),
+                           QString::number(info.size()), DateTimeText(info.lastModified()),
+                           QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex(),
+                           QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex(),
+                           QString::number(allTracks), QString::number(track)}));
     ASSERT_FALSE(reference.empty());
     EXPECT_EQ(row.record.index_size, row.blob.size());
     EXPECT_TRUE(test::ValuesOfBlob(row.blob) == reference);

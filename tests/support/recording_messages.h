@@ -19,20 +19,19 @@ public:
         asked.append(title + QStringLiteral(" | ") + text);
         return Next(answers, true);
     }
-    QString ChooseOpenFile(const QString& title, const QString&, const QString&) override {
-        return Chosen(choices, title);
+    QString ChooseOpenFile(const QString&, const QString&, const QString&) override {
+        return Next(choices, QString());
     }
-    QStringList ChooseOpenFiles(const QString& title, const QString&, const QString&) override {
-        return Chosen(fileLists, title);
+    QStringList ChooseOpenFiles(const QString&, const QString&, const QString&) override {
+        return Next(fileLists, QStringList());
     }
-    QString ChooseSaveFile(const QString& title, const QString&, const QString&) override {
-        return Chosen(choices, title);
+    QString ChooseSaveFile(const QString&, const QString&, const QString&) override {
+        return Next(choices, QString());
     }
-    QString ChooseFolder(const QString& title, const QString&) override { return Chosen(choices, title); }
+    QString ChooseFolder(const QString&, const QString&) override { return Next(choices, QString()); }
 
     QStringList shown;                  // message box texts, in order
     QStringList asked;                  // "title | text" of every question
-    QStringList chooserTitles;          // titles of every chooser opened
     std::deque<bool> answers;           // replies to questions
     std::deque<QString> choices;        // replies to single-file and folder choosers
     std::deque<QStringList> fileLists;  // replies to multi-file choosers
@@ -40,17 +39,11 @@ public:
 private:
     template <typename T>
     T Next(std::deque<T>& replies, T otherwise) {
-        if (replies.empty()) {
-            return otherwise;
+        T reply = replies.empty() ? otherwise : replies.front();
+        if (!replies.empty()) {
+            replies.pop_front();
         }
-        T reply = replies.front();
-        replies.pop_front();
         return reply;
-    }
-    template <typename T>
-    T Chosen(std::deque<T>& replies, const QString& title) {
-        chooserTitles.append(title);
-        return Next(replies, T());
     }
     UserMessages* m_previous = nullptr;
 };

@@ -22,10 +22,6 @@ QString TempDir::Write(const QString& name, const QByteArray& bytes) const {
     return path;
 }
 
-}  // namespace tembrix::test
-
-namespace tembrix::test {
-
 QByteArray ReadFile(const QString& path) {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
