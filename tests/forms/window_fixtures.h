@@ -40,19 +40,15 @@ inline IndexRecord MakeRecord(const QString& name, const QString& extension, int
     return r;
 }
 
-// `count` envelope values f(0), f(1), ...
-inline std::vector<uint16_t> Envelope(int32_t count, const std::function<uint16_t(int32_t)>& f) {
+// Inserts `record` with an envelope of `count` values f(0), f(1), … (four 100s by default); the result.
+inline int AddRecord(
+    TDataModule1& store, IndexRecord record, int32_t count = 4,
+    const std::function<uint16_t(int32_t)>& f = [](int32_t) { return uint16_t{100}; }) {
     std::vector<uint16_t> values;
     for (int32_t k = 0; k < count; ++k) {
         values.push_back(f(k));
     }
-    return values;
-}
-
-// Inserts `record` with `values` as its envelope; the store's result.
-inline int AddRecord(TDataModule1& store, IndexRecord record,
-                     const std::vector<uint16_t>& values = std::vector<uint16_t>(4, 100)) {
-    record.index_size = static_cast<int32_t>(values.size() * 2);
+    record.index_size = count * 2;
     return store.InsertRecordWithIndex(record, values.data());
 }
 
@@ -67,20 +63,17 @@ inline QString MakeDatabase(const TempDir& dir, const QString& stem, int rows) {
         AddRecord(maker,
                   MakeRecord(QStringLiteral("%1-%2").arg(stem).arg(n), QStringLiteral("mp3"), 60 + n, 0, 1,
                              QStringLiteral("Artist: ") + stem),
-                  Envelope(800, [n](int32_t k) { return static_cast<uint16_t>(k * n); }));
+                  800, [n](int32_t k) { return static_cast<uint16_t>(k * n); });
     }
     maker.Commit();
     return path;
 }
 
-// A connected database with its table in a temporary folder.
+// A connected database with its table in a temporary folder, and recorded messages.
 struct TestDatabase {
     explicit TestDatabase(const QString& name = QStringLiteral("index.db")) : path(dir.File(name)) {
         store.Connect(path);
         store.CreateTable();
-    }
-    int Add(const IndexRecord& r, const std::vector<uint16_t>& values = std::vector<uint16_t>(4, 100)) {
-        return AddRecord(store, r, values);
     }
 
     RecordingMessages messages;
@@ -89,14 +82,8 @@ struct TestDatabase {
     TDataModule1 store;
 };
 
-// A modal dialog the window asked for: its class and, for the settings dialog, the page it showed.
-struct ModalCall {
-    QString className;
-    int page = -1;
-};
-
 // A main window whose program (and so INI file and log) lies in a temporary folder; modal dialogs are
-// recorded and rejected instead of run.
+// rejected instead of run, the settings dialog's page recorded (-1 for other dialogs).
 class MainWindowFixture {
 public:
     static constexpr int kSlots = 4;
@@ -105,23 +92,17 @@ public:
         if (!ini.isEmpty()) {
             dir.Write(QStringLiteral("tembrix.ini"), ini);
         }
-        MakeWindow();
-    }
-    void MakeWindow() {
-        window.reset();
         window = std::make_unique<TForm1>(store, Executable(), kSlots);
         window->SetModalRunner([this](QDialog& dialog) {
             auto* settings = qobject_cast<TForm2*>(&dialog);
-            modals.push_back({QString::fromLatin1(dialog.metaObject()->className()),
-                              settings != nullptr ? settings->CurrentPage() : -1});
+            modals.push_back(settings != nullptr ? settings->CurrentPage() : -1);
             return static_cast<int>(QDialog::Rejected);
         });
     }
     QString Executable() const { return dir.File(QStringLiteral("tembrix")); }
-    // The settings the INI file holds now (threads -100 when there is no file).
+    // The settings the INI file holds now.
     Settings IniSettings() const {
         Settings read;
-        read.threads = -100;
         ReadSettings(dir.File(QStringLiteral("tembrix.ini")), read, 64);
         return read;
     }
@@ -130,7 +111,7 @@ public:
     RecordingMessages messages;
     TDataModule1 store;
     std::unique_ptr<TForm1> window;
-    std::vector<ModalCall> modals;
+    std::vector<int> modals;
 };
 
 }  // namespace tembrix::test
