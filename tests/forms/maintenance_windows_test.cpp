@@ -1,18 +1,14 @@
-// The database browser, and the check and import windows over their real workers.
+// The check and import windows over their real workers, and the settings dialog.
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QChartView>
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QLineSeries>
-#include <QPlainTextEdit>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QRadioButton>
-#include <QSlider>
-#include <QTableWidget>
+#include <QStandardPaths>
 #include <QTest>
 #include <QTimer>
 
@@ -20,76 +16,14 @@
 #include "database/failing_vfs.h"
 #include "database/import_database.h"
 #include "database/import_source.h"
-#include "database/record_text.h"
-#include "forms/browser_window.h"
 #include "forms/check_window.h"
 #include "forms/import_window.h"
 #include "forms/message_list.h"
+#include "forms/settings_dialog.h"
 #include "window_fixtures.h"
 
 namespace tembrix::test {
 namespace {
-
-// Catches the last or unsigned values drawn, a window wider than asked, and a start before 0 or past the end.
-TEST(BrowserTest, EnvelopeWindowDrawsSignedValuesAndLeavesOutTheLast) {
-    const uint16_t v[] = {1000, 40000, 5, 7};
-    const struct {
-        int start, width;
-        QList<QPointF> points;
-    } cases[] = {
-        {0, 1000, {{0, 1000}, {1, -25536}, {2, 5}}},
-        {1, 1000, {{1, -25536}, {2, 5}}},
-        {0, 102, {{0, 1000}, {1, -25536}}},
-        {-5, 101, {{0, 1000}}},
-        {0, 100, {}},
-        {3, 1000, {}},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(EnvelopeWindow(v, 4, c.start, c.width), c.points) << c.start << " " << c.width;
-    }
-}
-
-// Catches the wrong record behind a line, a value cut at its own '=', the memo not filled, a graph deaf
-// to the bar or the width, and a short envelope drawn over the graph before.
-TEST(BrowserTest, ListRecordAndGraph) {
-    TestDatabase db;
-    TForm9 w(db.store);
-    AddRecord(db.store, MakeRecord("a", "wav", 1000), 100000,
-              [](int32_t k) { return uint16_t(k % 2 ? 4 : 1); });
-    AddRecord(db.store, MakeRecord("b", "mp3", 61), 10);
-    for (int track = 0; track < 2; ++track) {
-        AddRecord(db.store, MakeRecord("concert", "mkv", 3600, track, 2));
-    }
-    IndexRecord song = MakeRecord("Песня=один", "mp3", 75, 0, 1, "Artist: Кто-то\nTitle: Что-то");
-    ASSERT_EQ(AddRecord(db.store, song), 0);
-    song.index_size = 8;
-    w.show();
-    QApplication::processEvents();
-    EXPECT_EQ(w.Names(), QStringList({"a", "b", "concert [1]", "concert [2]", "Песня=один"}));
-    EXPECT_EQ(w.TrackBar1()->maximum(), 100000 - 200);  // the first record is shown at once
-    w.TrackBar1()->setValue(1234);
-    w.resize(1600, 700);
-    QApplication::processEvents();
-    EXPECT_EQ(w.Series1()->count(), w.Chart1()->width() - 100);
-    EXPECT_EQ(w.Series1()->at(0).x(), 1234);
-    const QList<QPointF> before = w.Series1()->points();
-    w.SelectRow(1);  // ten values: the graph stays as it was, the bar goes back to 0
-    EXPECT_EQ(w.Series1()->points(), before);
-    EXPECT_EQ(w.TrackBar1()->value(), 0);
-    const auto details = [&w] {
-        QStringList cells;
-        for (int row = 0; row < w.ValueListEditor1()->rowCount(); ++row) {
-            cells.append(w.ValueListEditor1()->item(row, 0)->text() + u'=' +
-                         w.ValueListEditor1()->item(row, 1)->text());
-        }
-        return cells;
-    };
-    w.SelectRow(3);
-    EXPECT_TRUE(details().contains(QStringLiteral("Номер аудио дорожки=2")));
-    w.SelectRow(4);
-    EXPECT_EQ(details(), RecordRows(song));
-    EXPECT_EQ(w.Memo1()->toPlainText(), song.info);
-}
 
 // Ticks boxes 1-5 and starts; the worker's duplicates, empty fields, source files, index values and
 // index sizes options.
@@ -162,36 +96,6 @@ protected:
     TForm8 w{main.store, source};
 };
 
-// Catches a refusal checked out of order, a missing message and a worker started after any of them.
-TEST_F(ImportWindowTest, RefusalsComeInOrderAndStartNothing) {
-    const QString choose = QStringLiteral("Выберите импортируемую базу данных!");
-    const struct {
-        bool connected;
-        QString path;
-        QStringList messages;
-    } cases[] = {
-        {false, sourcePath, {"Главная база данных не подключена!"}},
-        {true, QString(), {choose}},
-        {true, main.dir.File(QStringLiteral("missing.db")), {choose}},
-        {true,
-         main.dir.Write(QStringLiteral("notes.db"), QByteArray(4096, 'x')),
-         {"Ошибка подключения к базе данных!", "Ошибка подключения импортируемой базы данных!"}},
-    };
-    for (const auto& c : cases) {
-        TDataModule1 unconnected;
-        TForm8 window(c.connected ? main.store : unconnected, source);
-        window.Edit1()->setText(c.path);
-        main.messages.shown.clear();
-        window.BitBtn3Click();
-        EXPECT_EQ(main.messages.shown, c.messages) << c.path.toStdString();
-        EXPECT_EQ(window.Worker(), nullptr);
-    }
-    main.messages.answers.push_back(false);  // no to the back-up question
-    w.BitBtn3Click();
-    EXPECT_EQ(main.messages.asked.size(), 1);
-    EXPECT_EQ(w.Worker(), nullptr);
-}
-
 // Catches the replace policy not passed on, closing mid-import (or refusing it without a word), a source
 // left connected, a chosen path lost, and a form kept for the next show.
 TEST_F(ImportWindowTest, ReplaceWithCleanUpAndAFreshFormAfter) {
@@ -231,6 +135,22 @@ TEST_F(ImportWindowTest, StopAndAReadOnlyMainDatabaseAreTold) {
         QStringLiteral("Ошибка записи в базу данных! Последние импортированные записи не сохранены.");
     EXPECT_EQ(main.messages.shown, QStringList{failed});
     EXPECT_TRUE(w.Memo1()->Text().contains(failed + QStringLiteral("\n\n")));
+}
+
+// Catches tool edits left blank although the program will use a tool it finds by itself, and a found
+// tool written into the settings unasked (a moved tool would then no longer be found).
+TEST(SettingsDialogTest, EmptyToolSettingsShowTheToolThatWillBeUsed) {
+    TempDir dir;
+    const QString sox = dir.Write(QStringLiteral("sox"), "tool");  // beside the program: found first
+    const QString ffmpeg = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    Settings settings;
+    TForm2 dialog(settings, dir.File(QStringLiteral("tembrix.ini")), dir.Path(), 2);
+    dialog.FormShow();
+    EXPECT_EQ(dialog.SoxEdit()->placeholderText(), sox + " (найдена автоматически)");
+    EXPECT_EQ(dialog.FfmpegEdit()->placeholderText(),
+              ffmpeg.isEmpty() ? QStringLiteral("не найдена") : ffmpeg + " (найдена автоматически)");
+    dialog.SaveClick();
+    EXPECT_EQ(settings.soxPath + settings.ffmpegPath, "");
 }
 
 }  // namespace

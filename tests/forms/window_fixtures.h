@@ -5,39 +5,35 @@
 #include <QDialog>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <vector>
 
 #include "app/settings.h"
 #include "database/index_store.h"
 #include "forms/main_window.h"
+#include "forms/queue_model.h"
 #include "forms/settings_dialog.h"
+#include "support/print_text.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
-
-[[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace tembrix::test {
 
 // One row of file /media/<name>.<extension>; rows of one name and duration share their md5.
-inline IndexRecord MakeRecord(const QString& name, const QString& extension, int32_t seconds,
-                              int32_t track = 0, int32_t tracks = 1, const QString& info = QString()) {
-    IndexRecord r;
-    r.source_file_name = name;
-    r.extension = extension;
-    r.type = QStringList{"mkv", "mp4"}.contains(extension) ? kTypeVideo : kTypeAudio;
-    r.source_path = QStringLiteral("/media/") + name + QLatin1Char('.') + extension;
-    r.source_size = 1000 + seconds;
-    r.md5 = QStringLiteral("md5-%1-%2").arg(name).arg(r.source_size);
-    r.sha2 = QStringLiteral("sha2-%1").arg(name);
-    r.duration = seconds;
-    r.audio_track = track;
-    r.all_tracks = tracks;
-    r.created = QStringLiteral("01.02.2024 3:04:05");
-    r.info = info;
-    return r;
+inline IndexRecord MakeRecord(const QString& name, const QString& ext, int32_t seconds, int32_t track = 0,
+                              int32_t tracks = 1, const QString& info = QString()) {
+    return {.audio_track = track,
+            .all_tracks = tracks,
+            .duration = seconds,
+            .source_size = 1000 + seconds,
+            .source_path = "/media/" + name + '.' + ext,
+            .source_file_name = name,
+            .extension = ext,
+            .type = QStringList{"mkv", "mp4"}.contains(ext) ? kTypeVideo : kTypeAudio,
+            .sha2 = "sha2-" + name,
+            .md5 = QStringLiteral("md5-%1-%2").arg(name).arg(1000 + seconds),
+            .created = "01.02.2024 3:04:05",
+            .index_file_name = {},
+            .info = info};
 }
 
 // Inserts `record` with an envelope of `count` values f(0), f(1), … (four 100s by default); the result.
@@ -100,7 +96,19 @@ public:
         });
     }
     QString Executable() const { return dir.File(QStringLiteral("tembrix")); }
-    // The settings the INI file holds now.
+    // "Добавить файлы" answered with `paths`.
+    void AddFiles(const QStringList& paths) {
+        messages.fileLists.push_back(paths);
+        window->AddFilesExecute();
+    }
+    // The texts of one grid column (QueueModel::kName, …), row by row.
+    QStringList Column(int column) const {
+        QStringList cells;
+        for (int row = 0; row < window->Model()->rowCount(); ++row) {
+            cells.append(window->Model()->CellText(row, column));
+        }
+        return cells;
+    }
     Settings IniSettings() const {
         Settings read;
         ReadSettings(dir.File(QStringLiteral("tembrix.ini")), read, 64);
