@@ -1,19 +1,14 @@
-// The database browser, and the check and import windows over their real workers.
+// The check and import windows over their real workers, and the settings dialog.
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QChartView>
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QLineSeries>
-#include <QListView>
-#include <QPlainTextEdit>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QRadioButton>
-#include <QSlider>
-#include <QTableWidget>
+#include <QStandardPaths>
 #include <QTest>
 #include <QTimer>
 
@@ -21,81 +16,14 @@
 #include "database/failing_vfs.h"
 #include "database/import_database.h"
 #include "database/import_source.h"
-#include "database/record_text.h"
-#include "forms/browser_window.h"
 #include "forms/check_window.h"
 #include "forms/import_window.h"
 #include "forms/message_list.h"
+#include "forms/settings_dialog.h"
 #include "window_fixtures.h"
 
 namespace tembrix::test {
 namespace {
-
-// Catches a list not rebuilt at a show, the wrong record behind a line, a value cut at its own '=', a
-// graph deaf to the bar or the width, the last or unsigned values drawn, short envelopes drawn.
-TEST(BrowserTest, ListRecordAndGraph) {
-    TestDatabase db;
-    TForm9 w(db.store);
-    w.resize(1000, 700);
-    w.show();
-    EXPECT_EQ(w.ValueListEditor1()->rowCount() + w.Series1()->count(), 0);
-    w.close();
-    db.Add(MakeRecord(QStringLiteral("a"), QStringLiteral("wav"), 1000),
-           Envelope(100000, [](int32_t k) { return static_cast<uint16_t>(k % 2 ? 40000 : 1000); }));
-    db.Add(MakeRecord(QStringLiteral("b"), QStringLiteral("mp3"), 61),
-           Envelope(10, [](int32_t) { return 9; }));
-    db.Add(MakeRecord(QStringLiteral("c"), QStringLiteral("mp3"), 62),
-           Envelope(150, [](int32_t k) { return k + 1; }));
-    for (int track = 0; track < 2; ++track) {
-        db.Add(MakeRecord(QStringLiteral("concert"), QStringLiteral("mkv"), 3600, track, 2));
-    }
-    IndexRecord song = MakeRecord(QStringLiteral("Песня=один"), QStringLiteral("mp3"), 75, 0, 1,
-                                  QStringLiteral("Artist: Кто-то\nTitle: Что-то"));
-    ASSERT_EQ(db.Add(song), 0);
-    song.index_size = 8;
-    w.show();
-    QApplication::processEvents();
-    QStringList lines;
-    for (int row = 0; row < w.ListBox1()->model()->rowCount(); ++row) {
-        lines.append(w.ListBox1()->model()->index(row, 0).data().toString());
-    }
-    EXPECT_EQ(lines, QStringList({"a", "b", "c", "concert [1]", "concert [2]", "Песня=один"}));
-    EXPECT_EQ(w.TrackBar1()->maximum(), 100000 - 200);  // the first record is shown at once
-    EXPECT_EQ(w.Series1()->at(1).y(), 40000 - 65536);   // drawn as signed 16-bit numbers
-    w.TrackBar1()->setValue(1234);
-    const qsizetype narrow = w.Series1()->count();
-    w.resize(1600, 700);
-    QApplication::processEvents();
-    EXPECT_EQ(w.Series1()->count(), w.Chart1()->width() - 100);
-    EXPECT_GT(w.Series1()->count(), narrow);
-    EXPECT_EQ(w.Series1()->at(0).x(), 1234);
-    w.TrackBar1()->setValue(w.TrackBar1()->maximum() + 50);
-    EXPECT_EQ(w.TrackBar1()->value(), 99800);
-    EXPECT_EQ(w.Series1()->points().back().x(), 99998);  // value 99999 is never drawn
-    const QList<QPointF> before = w.Series1()->points();
-    w.SelectRow(1);  // ten values: the graph stays as it was, the bar goes back to 0
-    EXPECT_EQ(w.EnvelopeCount(), 10);
-    EXPECT_EQ(w.Series1()->points(), before);
-    EXPECT_EQ(w.TrackBar1()->value(), 0);
-    w.SelectRow(2);  // under 200 values the bar cannot move; all but the last value are drawn
-    w.TrackBar1()->setValue(20);
-    EXPECT_EQ(w.TrackBar1()->value(), 0);
-    EXPECT_EQ(w.Series1()->count(), 149);
-    EXPECT_EQ(w.Series1()->at(0), QPointF(0, 1));
-    const auto details = [&w] {
-        QStringList cells;
-        for (int row = 0; row < w.ValueListEditor1()->rowCount(); ++row) {
-            cells.append(w.ValueListEditor1()->item(row, 0)->text() + u'=' +
-                         w.ValueListEditor1()->item(row, 1)->text());
-        }
-        return cells;
-    };
-    w.SelectRow(4);
-    EXPECT_TRUE(details().contains(QStringLiteral("Номер аудио дорожки=2")));
-    w.SelectRow(5);
-    EXPECT_EQ(details(), RecordRows(song));
-    EXPECT_EQ(w.Memo1()->toPlainText(), song.info);
-}
 
 // Ticks boxes 1-5 and starts; the worker's duplicates, empty fields, source files, index values and
 // index sizes options.
@@ -115,7 +43,7 @@ std::array<bool, 5> StartWith(TForm7& w, std::array<bool, 5> boxes) {
 TEST(CheckWindowTest, RefusalsOptionsReportAndStop) {
     TestDatabase db;
     for (int i = 0; i < 3; ++i) {  // source files that do not exist: a line each
-        ASSERT_EQ(db.Add(MakeRecord(QStringLiteral("gone%1").arg(i), QStringLiteral("mp3"), 100)), 0);
+        ASSERT_EQ(AddRecord(db.store, MakeRecord(QStringLiteral("gone%1").arg(i), "mp3", 100)), 0);
     }
     TForm7 w(db.store);
     w.show();
@@ -150,17 +78,16 @@ protected:
     void SetUp() override {
         TestDatabase writer(QStringLiteral("source.db"));
         for (const char* name : {"known", "new1", "new2"}) {
-            writer.Add(MakeRecord(QString::fromLatin1(name), QStringLiteral("mp3"), 90));
+            AddRecord(writer.store, MakeRecord(name, "mp3", 90));
         }
         writer.store.Disconnect();
         ASSERT_TRUE(QFile::copy(writer.path, sourcePath));
-        ASSERT_EQ(main.Add(MakeRecord(QStringLiteral("known"), QStringLiteral("mp3"), 90)), 0);
+        ASSERT_EQ(AddRecord(main.store, MakeRecord("known", "mp3", 90)), 0);
         w.show();
         w.Edit1()->setText(sourcePath);
     }
-    bool RunToEnd() {
-        w.BitBtn3Click();
-        return w.Worker() != nullptr && QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000);
+    bool WaitForEnd() {
+        return QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000);
     }
 
     TestDatabase main;
@@ -168,37 +95,6 @@ protected:
     QString sourcePath = main.dir.File(QStringLiteral("source.db"));
     TForm8 w{main.store, source};
 };
-
-// Catches a refusal checked out of order, a missing message and a worker started after any of them.
-TEST_F(ImportWindowTest, RefusalsComeInOrderAndStartNothing) {
-    const QString choose = QStringLiteral("Выберите импортируемую базу данных!");
-    const struct {
-        bool connected;
-        QString path;
-        QStringList messages;
-    } cases[] = {
-        {false, sourcePath, {QStringLiteral("Главная база данных не подключена!")}},
-        {true, QString(), {choose}},
-        {true, main.dir.File(QStringLiteral("missing.db")), {choose}},
-        {true,
-         main.dir.Write(QStringLiteral("notes.db"), QByteArray(4096, 'x')),
-         {QStringLiteral("Ошибка подключения к базе данных!"),
-          QStringLiteral("Ошибка подключения импортируемой базы данных!")}},
-    };
-    for (const auto& c : cases) {
-        TDataModule1 unconnected;
-        TForm8 window(c.connected ? main.store : unconnected, source);
-        window.Edit1()->setText(c.path);
-        main.messages.shown.clear();
-        window.BitBtn3Click();
-        EXPECT_EQ(main.messages.shown, c.messages) << c.path.toStdString();
-        EXPECT_EQ(window.Worker(), nullptr);
-    }
-    main.messages.answers.push_back(false);  // no to the back-up question
-    w.BitBtn3Click();
-    EXPECT_EQ(main.messages.asked.size(), 1);
-    EXPECT_EQ(w.Worker(), nullptr);
-}
 
 // Catches the replace policy not passed on, closing mid-import (or refusing it without a word), a source
 // left connected, a chosen path lost, and a form kept for the next show.
@@ -212,7 +108,7 @@ TEST_F(ImportWindowTest, ReplaceWithCleanUpAndAFreshFormAfter) {
     ASSERT_NE(w.Worker(), nullptr);
     w.close();  // refused, with the reason, while the worker exists
     EXPECT_TRUE(w.isVisible());
-    ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
+    ASSERT_TRUE(WaitForEnd());
     EXPECT_FALSE(source.IsConnected() || w.Timer2()->isActive());
     EXPECT_EQ(main.messages.shown,
               QStringList({"Дождитесь окончания импорта или остановите его!", "Задание выполнено!"}));
@@ -227,17 +123,34 @@ TEST_F(ImportWindowTest, ReplaceWithCleanUpAndAFreshFormAfter) {
 TEST_F(ImportWindowTest, StopAndAReadOnlyMainDatabaseAreTold) {
     w.BitBtn3Click();
     w.BitBtn4Click();  // before the worker's first row is written: it ends at its next check
-    ASSERT_TRUE(QTest::qWaitFor([this] { return w.Worker() == nullptr; }, 10000));
+    ASSERT_TRUE(WaitForEnd());
     EXPECT_EQ(main.messages.shown, QStringList({"Импорт остановлен!"}));
     main.messages.shown.clear();
     main.store.Disconnect();
     FailingVfs readOnly(main.path, FailingVfs::Fault::ReadOnly);
     ASSERT_TRUE(main.store.Connect(main.path));
-    ASSERT_TRUE(RunToEnd());
+    w.BitBtn3Click();
+    ASSERT_TRUE(w.Worker() != nullptr && WaitForEnd());
     const QString failed =
         QStringLiteral("Ошибка записи в базу данных! Последние импортированные записи не сохранены.");
     EXPECT_EQ(main.messages.shown, QStringList{failed});
     EXPECT_TRUE(w.Memo1()->Text().contains(failed + QStringLiteral("\n\n")));
+}
+
+// Catches tool edits left blank although the program will use a tool it finds by itself, and a found
+// tool written into the settings unasked (a moved tool would then no longer be found).
+TEST(SettingsDialogTest, EmptyToolSettingsShowTheToolThatWillBeUsed) {
+    TempDir dir;
+    const QString sox = dir.Write(QStringLiteral("sox"), "tool");  // beside the program: found first
+    const QString ffmpeg = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    Settings settings;
+    TForm2 dialog(settings, dir.File(QStringLiteral("tembrix.ini")), dir.Path(), 2);
+    dialog.FormShow();
+    EXPECT_EQ(dialog.SoxEdit()->placeholderText(), sox + " (найдена автоматически)");
+    EXPECT_EQ(dialog.FfmpegEdit()->placeholderText(),
+              ffmpeg.isEmpty() ? QStringLiteral("не найдена") : ffmpeg + " (найдена автоматически)");
+    dialog.SaveClick();
+    EXPECT_EQ(settings.soxPath + settings.ffmpegPath, "");
 }
 
 }  // namespace

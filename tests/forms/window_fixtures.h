@@ -5,54 +5,46 @@
 #include <QDialog>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <vector>
 
 #include "app/settings.h"
 #include "database/index_store.h"
 #include "forms/main_window.h"
+#include "forms/queue_model.h"
 #include "forms/settings_dialog.h"
+#include "support/print_text.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
-
-[[maybe_unused]] static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace tembrix::test {
 
 // One row of file /media/<name>.<extension>; rows of one name and duration share their md5.
-inline IndexRecord MakeRecord(const QString& name, const QString& extension, int32_t seconds,
-                              int32_t track = 0, int32_t tracks = 1, const QString& info = QString()) {
-    IndexRecord r;
-    r.source_file_name = name;
-    r.extension = extension;
-    r.type = QStringList{"mkv", "mp4"}.contains(extension) ? kTypeVideo : kTypeAudio;
-    r.source_path = QStringLiteral("/media/") + name + QLatin1Char('.') + extension;
-    r.source_size = 1000 + seconds;
-    r.md5 = QStringLiteral("md5-%1-%2").arg(name).arg(r.source_size);
-    r.sha2 = QStringLiteral("sha2-%1").arg(name);
-    r.duration = seconds;
-    r.audio_track = track;
-    r.all_tracks = tracks;
-    r.created = QStringLiteral("01.02.2024 3:04:05");
-    r.info = info;
-    return r;
+inline IndexRecord MakeRecord(const QString& name, const QString& ext, int32_t seconds, int32_t track = 0,
+                              int32_t tracks = 1, const QString& info = QString()) {
+    return {.audio_track = track,
+            .all_tracks = tracks,
+            .duration = seconds,
+            .source_size = 1000 + seconds,
+            .source_path = "/media/" + name + '.' + ext,
+            .source_file_name = name,
+            .extension = ext,
+            .type = QStringList{"mkv", "mp4"}.contains(ext) ? kTypeVideo : kTypeAudio,
+            .sha2 = "sha2-" + name,
+            .md5 = QStringLiteral("md5-%1-%2").arg(name).arg(1000 + seconds),
+            .created = "01.02.2024 3:04:05",
+            .index_file_name = {},
+            .info = info};
 }
 
-// `count` envelope values f(0), f(1), ...
-inline std::vector<uint16_t> Envelope(int32_t count, const std::function<uint16_t(int32_t)>& f) {
+// Inserts `record` with an envelope of `count` values f(0), f(1), … (four 100s by default); the result.
+inline int AddRecord(
+    TDataModule1& store, IndexRecord record, int32_t count = 4,
+    const std::function<uint16_t(int32_t)>& f = [](int32_t) { return uint16_t{100}; }) {
     std::vector<uint16_t> values;
     for (int32_t k = 0; k < count; ++k) {
         values.push_back(f(k));
     }
-    return values;
-}
-
-// Inserts `record` with `values` as its envelope; the store's result.
-inline int AddRecord(TDataModule1& store, IndexRecord record,
-                     const std::vector<uint16_t>& values = std::vector<uint16_t>(4, 100)) {
-    record.index_size = static_cast<int32_t>(values.size() * 2);
+    record.index_size = count * 2;
     return store.InsertRecordWithIndex(record, values.data());
 }
 
@@ -67,20 +59,17 @@ inline QString MakeDatabase(const TempDir& dir, const QString& stem, int rows) {
         AddRecord(maker,
                   MakeRecord(QStringLiteral("%1-%2").arg(stem).arg(n), QStringLiteral("mp3"), 60 + n, 0, 1,
                              QStringLiteral("Artist: ") + stem),
-                  Envelope(800, [n](int32_t k) { return static_cast<uint16_t>(k * n); }));
+                  800, [n](int32_t k) { return static_cast<uint16_t>(k * n); });
     }
     maker.Commit();
     return path;
 }
 
-// A connected database with its table in a temporary folder.
+// A connected database with its table in a temporary folder, and recorded messages.
 struct TestDatabase {
     explicit TestDatabase(const QString& name = QStringLiteral("index.db")) : path(dir.File(name)) {
         store.Connect(path);
         store.CreateTable();
-    }
-    int Add(const IndexRecord& r, const std::vector<uint16_t>& values = std::vector<uint16_t>(4, 100)) {
-        return AddRecord(store, r, values);
     }
 
     RecordingMessages messages;
@@ -89,14 +78,8 @@ struct TestDatabase {
     TDataModule1 store;
 };
 
-// A modal dialog the window asked for: its class and, for the settings dialog, the page it showed.
-struct ModalCall {
-    QString className;
-    int page = -1;
-};
-
 // A main window whose program (and so INI file and log) lies in a temporary folder; modal dialogs are
-// recorded and rejected instead of run.
+// rejected instead of run, the settings dialog's page recorded (-1 for other dialogs).
 class MainWindowFixture {
 public:
     static constexpr int kSlots = 4;
@@ -105,23 +88,29 @@ public:
         if (!ini.isEmpty()) {
             dir.Write(QStringLiteral("tembrix.ini"), ini);
         }
-        MakeWindow();
-    }
-    void MakeWindow() {
-        window.reset();
         window = std::make_unique<TForm1>(store, Executable(), kSlots);
         window->SetModalRunner([this](QDialog& dialog) {
             auto* settings = qobject_cast<TForm2*>(&dialog);
-            modals.push_back({QString::fromLatin1(dialog.metaObject()->className()),
-                              settings != nullptr ? settings->CurrentPage() : -1});
+            modals.push_back(settings != nullptr ? settings->CurrentPage() : -1);
             return static_cast<int>(QDialog::Rejected);
         });
     }
     QString Executable() const { return dir.File(QStringLiteral("tembrix")); }
-    // The settings the INI file holds now (threads -100 when there is no file).
+    // "Добавить файлы" answered with `paths`.
+    void AddFiles(const QStringList& paths) {
+        messages.fileLists.push_back(paths);
+        window->AddFilesExecute();
+    }
+    // The texts of one grid column (QueueModel::kName, …), row by row.
+    QStringList Column(int column) const {
+        QStringList cells;
+        for (int row = 0; row < window->Model()->rowCount(); ++row) {
+            cells.append(window->Model()->CellText(row, column));
+        }
+        return cells;
+    }
     Settings IniSettings() const {
         Settings read;
-        read.threads = -100;
         ReadSettings(dir.File(QStringLiteral("tembrix.ini")), read, 64);
         return read;
     }
@@ -130,7 +119,7 @@ public:
     RecordingMessages messages;
     TDataModule1 store;
     std::unique_ptr<TForm1> window;
-    std::vector<ModalCall> modals;
+    std::vector<int> modals;
 };
 
 }  // namespace tembrix::test
