@@ -129,6 +129,7 @@ TEST_F(ImportWindowTest, StopAndAReadOnlyMainDatabaseAreTold) {
     main.store.Disconnect();
     FailingVfs readOnly(main.path, FailingVfs::Fault::ReadOnly);
     ASSERT_TRUE(main.store.Connect(main.path));
+    w.RadioButton2()->setChecked(true);  // a write is tried even if the stopped run stored every row
     w.BitBtn3Click();
     ASSERT_TRUE(w.Worker() != nullptr && WaitForEnd());
     const QString failed =
