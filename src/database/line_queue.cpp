@@ -18,23 +18,23 @@ void LineQueue::Add(const QString& line) {
         }
         return;
     }
-    bool full = false;
-    {
-        std::lock_guard lock(m_mutex);
-        if (m_lines.isEmpty()) {
-            m_firstQueued.start();
-        }
-        m_lines.append(line);
-        if (!m_deliveryPosted && m_context) {
-            m_deliveryPosted = QMetaObject::invokeMethod(
-                m_context, [this] { DeliverGathered(); }, Qt::QueuedConnection);
-        }
-        full = m_lines.size() >= kMaxQueued;
+    std::unique_lock lock(m_mutex);
+    if (m_lines.size() >= kMaxQueued && m_context) {
+        // The main thread is behind (busy, or blocked writing earlier lines): ask it to take what is
+        // queued now (a queued call, which a main thread joining this worker still delivers) and wait
+        // until it has taken them, so a worker that reports every row never holds more than kMaxQueued
+        // lines. The main thread hands them on after it has let this thread go, so the two overlap.
+        QMetaObject::invokeMethod(
+            m_context, [this] { Deliver(); }, Qt::QueuedConnection);
+        m_taken.wait(lock, [this] { return m_lines.size() < kMaxQueued; });
     }
-    if (full) {
-        // The main thread is behind (busy, or blocked writing earlier lines): wait until it has taken
-        // these, so a worker that reports every row never holds more than kMaxQueued lines.
-        Synchronize([this] { Deliver(); });
+    if (m_lines.isEmpty()) {
+        m_firstQueued.start();
+    }
+    m_lines.append(line);
+    if (!m_deliveryPosted && m_context) {
+        m_deliveryPosted = QMetaObject::invokeMethod(
+            m_context, [this] { DeliverGathered(); }, Qt::QueuedConnection);
     }
 }
 
@@ -60,6 +60,7 @@ void LineQueue::Deliver() {
         m_deliveryPosted = false;
         lines.swap(m_lines);
     }
+    m_taken.notify_all();
     if (!lines.isEmpty() && m_sink) {
         m_sink(lines);
     }

@@ -14,6 +14,7 @@
 #include <QPointer>
 #include <QString>
 #include <QStringList>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 
@@ -36,8 +37,8 @@ public:
 
     // How long a delivery gathers lines after the first, in ms.
     static constexpr qint64 kGatherMs = 25;
-    // At most this many lines wait for the main thread; a worker adding one more waits (through
-    // Synchronize, so a main thread joining the worker still answers) until they are delivered.
+    // At most this many lines wait for the main thread; a worker adding one more waits until the main
+    // thread has taken them (a queued call, which a main thread joining the worker still answers).
     static constexpr qsizetype kMaxQueued = 2048;
 
 private:
@@ -47,9 +48,10 @@ private:
     QPointer<QObject> m_context;
     const std::function<void(const QStringList&)>& m_sink;
     std::mutex m_mutex;
-    QStringList m_lines;            // queued, guarded by m_mutex
-    QElapsedTimer m_firstQueued;    // since the first line of m_lines was added, guarded by m_mutex
-    bool m_deliveryPosted = false;  // guarded by m_mutex
+    QStringList m_lines;              // queued, guarded by m_mutex
+    QElapsedTimer m_firstQueued;      // since the first line of m_lines was added, guarded by m_mutex
+    bool m_deliveryPosted = false;    // guarded by m_mutex
+    std::condition_variable m_taken;  // a worker waits here while kMaxQueued lines are queued
 };
 
 }  // namespace tembrix
