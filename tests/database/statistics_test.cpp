@@ -7,7 +7,6 @@
 #include "database/index_store.h"
 #include "database/maint_test_db.h"
 #include "database/record_text.h"
-#include "database/sqlite.h"
 #include "database/statistics.h"
 #include "support/recording_messages.h"
 #include "support/temp_dir.h"
@@ -101,28 +100,6 @@ TEST(RecordRows, LabelEveryFieldInTheirOrder) {
                            "SHA2 хэш=sha", "MD5 хэш=md", "Продолжительность=1:02:05 (3 725 сек)",
                            "Расширение=mkv", "Тип=видео", "Номер аудио дорожки=2", "Всего аудио дорожек=3",
                            "Дата создания=05.06.2023", "Размер индексного файла=12 000"}));
-}
-
-// Catches a query that reads the rows instead of the statistics index alone (seconds on a large collection).
-TEST_F(StatisticsTest, EveryQueryReadsOnlyTheStatisticsIndex) {
-    Collect({Row(kTypeAudio, "mp3", 60, 1, "x"), Row(kTypeVideo, "mkv", 60, 2, "")});
-    SqliteConnection c;
-    ASSERT_TRUE(c.Open(store.DatabasePath()));
-    const QStringList queries = StatisticsQueries();
-    ASSERT_EQ(queries.size(), 16);
-    for (const QString& sql : queries) {
-        SqliteStatement plan(c, QStringLiteral("EXPLAIN QUERY PLAN ") + sql);
-        int steps = 0;
-        while (plan.Next()) {
-            const QString step = plan.Text(3);
-            if (step.startsWith(QStringLiteral("SCAN")) || step.startsWith(QStringLiteral("SEARCH"))) {
-                ++steps;
-                EXPECT_TRUE(step.contains(QStringLiteral("COVERING INDEX idx_data_")))
-                    << sql.toStdString() << ": " << step.toStdString();
-            }
-        }
-        EXPECT_EQ(steps, 1) << sql.toStdString();
-    }
 }
 
 }  // namespace
