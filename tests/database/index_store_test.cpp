@@ -65,12 +65,11 @@ TEST_F(StoreTest, TableStatementIsStoredExactlyWithItsIndexes) {
 // rely on changed.
 TEST_F(StoreTest, InsertFindAndReadBack) {
     const IndexRecord r = Record(QStringLiteral("aa"), 5000000000LL, 1);
-    EXPECT_EQ(store.FindTrack(r.md5, r.source_size, r.audio_track), TDataModule1::kNoSuchTrack);
-    EXPECT_EQ(store.FindPath(r), 0);
+    EXPECT_EQ(std::pair(store.FindTrack(r.md5, r.source_size, r.audio_track), store.FindPath(r)),
+              std::pair(int{TDataModule1::kNoSuchTrack}, 0));
     ASSERT_EQ(Insert(r), 0);
     const int id = store.FindTrack(r.md5, r.source_size, r.audio_track);
-    EXPECT_GT(id, 0);
-    EXPECT_EQ(store.FindPath(r), 1);
+    EXPECT_TRUE(id > 0 && store.FindPath(r) == 1);
     for (const auto& [md5, size, track] : {std::tuple{r.md5, r.source_size, 0},
                                            {r.md5, r.source_size + 1, 1},
                                            {QStringLiteral("AA"), r.source_size, 1}}) {
@@ -113,10 +112,9 @@ TEST_F(StoreTest, DeletesAndIdsOfDeletedRowsAreNeverReused) {
 TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsForOne) {
     const IndexRecord track0 = Record(QStringLiteral("a"), 1, 0, 2);
     ASSERT_EQ(Insert(track0), 0);
-    EXPECT_EQ(Insert(track0), TDataModule1::kDuplicate);
     // InsertRecord does not test for duplicates, but it carries no envelope: NOT NULL refuses it.
-    EXPECT_EQ(store.InsertRecord(track0), TDataModule1::kFailed);
-    EXPECT_EQ(Count(), 1);
+    EXPECT_EQ(std::tuple(Insert(track0), store.InsertRecord(track0), Count()),
+              std::tuple(int{TDataModule1::kDuplicate}, int{TDataModule1::kFailed}, int64_t{1}));
     // No unique constraint in the database: two equal keys, FindTrack gives the first id.
     Exec(kCopyRows);
     EXPECT_EQ(store.FindTrack(track0.md5, 1, 0), 1);
@@ -127,8 +125,7 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
     };
     const QStringList before = rows();
     IndexRecord r = track0;
-    r.source_path = QStringLiteral("/new/a");
-    r.index_size = 4;
+    std::tie(r.source_path, r.index_size) = std::tuple("/new/a", 4);
     const uint16_t envelope[2] = {0x0201, 0x0403};
     // Without envelope bytes for a non-empty envelope the insert half cannot be made; nothing changes.
     int64_t newId = -7;
@@ -138,9 +135,9 @@ TEST_F(StoreTest, SecondInsertOfATrackIsRefusedAndAReplacementSwapsAllItsRowsFor
 
     // The new row comes first; the delete half then removes only the older rows of its track.
     ASSERT_TRUE(store.BeginTransaction());  // inside a batch, as the import calls it
-    EXPECT_EQ(store.InsertRow(r, envelope, newId), TDataModule1::kOk);
-    EXPECT_EQ(store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, newId, deletedRows),
-              TDataModule1::kOk);
+    EXPECT_TRUE(store.InsertRow(r, envelope, newId) == TDataModule1::kOk &&
+                store.DeleteReplacedRows(r.md5, r.source_size, r.audio_track, newId, deletedRows) ==
+                    TDataModule1::kOk);
     EXPECT_EQ(std::pair(newId, deletedRows), std::pair(int64_t{4}, 2));  // both older rows of the track
     ASSERT_TRUE(store.CommitTransaction());
     EXPECT_EQ(rows(), (QStringList{"3|1|/music/a|010002000080FFFF", "4|0|/new/a|01020304"}));
@@ -169,10 +166,8 @@ TEST_F(StoreTest, HeldBusyFlagGivesEveryOperationItsBusyResult) {
                                  store.QueryPairs(QStringLiteral("SELECT 1 AS par, 2 AS val"), a, b),
                                  store.ListTracks(a, b), store.GetRecordWithIndex(1, out, env, count)}),
               std::vector<bool>(7, false));
-    store.Busy().Release();
-    EXPECT_EQ(Count(), 1);  // nothing was changed while busy
-    EXPECT_TRUE(store.Vacuum());
-    EXPECT_TRUE(store.Commit());  // COMMIT outside a transaction fails, and that is swallowed
+    store.Busy().Release();  // nothing was changed while busy; COMMIT outside a transaction is swallowed
+    EXPECT_TRUE(Count() == 1 && store.Vacuum() && store.Commit());
 }
 
 // Catches a second table creation, a clear that leaves rows, and a compaction or a clear that fails (on a
