@@ -25,8 +25,10 @@ struct CheckRun {
     }
 };
 
-// Runs `worker` to its end; with `stop`, stops it at the first lines (its long closing pause then cut short).
-CheckRun RunCheck(CheckDatabase& worker, bool stop = false) {
+// Runs a check of `store` to its end; with `stop`, stops it at the first lines (its closing pause then cut
+// short).
+CheckRun RunCheck(TDataModule1& store, bool stop = false) {
+    CheckDatabase worker(store);
     CheckRun run;
     worker.finishPauseMs = stop ? 60000 : 0;
     worker.onLines = [&](const QStringList& lines) {
@@ -54,8 +56,7 @@ RawRow Row(const QString& md5, const QString& path, int values = 6000, int64_t s
 class CheckDatabaseTest : public ::testing::Test {
 protected:
     void Make(const std::vector<RawRow>& rows) {
-        ASSERT_TRUE(test::MakeDatabase(path, rows));
-        ASSERT_TRUE(store.Connect(path));
+        ASSERT_TRUE(test::MakeDatabase(path, rows) && store.Connect(path));
     }
 
     test::TempDir dir;
@@ -91,8 +92,7 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
           Row("m1", existing, 3000, 5000), negative, Row("p1", missing),   // 10 .. 12
           Row("z1", existing, 0), justUnderMinute, Row("b2", existing, 3000), noSize,  // 13 .. 16
           Row("p2", dir.Path()), Row("p3", gone), Row("p4", other)});                  // 17 (a folder) .. 19
-    CheckDatabase worker(store);
-    const CheckRun run = RunCheck(worker);
+    const CheckRun run = RunCheck(store);
 
     ASSERT_EQ(run.lines.size(), 19) << run.lines.join(u'\n').toStdString();
     // Which row of a duplicate group names it is SQLite's choice.
@@ -123,8 +123,7 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
 // Catches a failing pass that ends the check, or is not told.
 TEST_F(CheckDatabaseTest, WithoutTheTableEveryPassFailsOnItsOwn) {
     ASSERT_TRUE(store.Connect(dir.File(QStringLiteral("bare.db"))));
-    CheckDatabase worker(store);
-    const CheckRun run = RunCheck(worker);
+    const CheckRun run = RunCheck(store);
     EXPECT_EQ(run.failures, (QStringList{"Ошибка чтения количества записей!", "Ошибка поиска дубликатов!",
                                          "Ошибка поиска пустых полей!", "Ошибка чтения списка файлов!",
                                          "Ошибка чтения индексных данных!"}));
@@ -140,13 +139,10 @@ TEST_F(CheckDatabaseTest, StopInAPassEndsItAndSkipsTheRowsOfTheRest) {
         rows.back().created.clear();
     }
     Make(rows);
-    CheckDatabase whole(store);
-    const QStringList all = RunCheck(whole).lines;
-    CheckDatabase worker(store);
-    const CheckRun run = RunCheck(worker, true);
+    const QStringList all = RunCheck(store).lines;
+    const CheckRun run = RunCheck(store, true);
     EXPECT_TRUE(!run.lines.isEmpty() && run.lines.size() < all.size() &&
-                run.lines == all.mid(0, run.lines.size()));
-    EXPECT_TRUE(run.FinishedOnceLastAt100());
+                run.lines == all.mid(0, run.lines.size()) && run.FinishedOnceLastAt100());
 }
 
 // Catches a worker destroyed in its closing pause or in a notification that hangs or loses the finish.

@@ -221,21 +221,6 @@ TEST_F(ImportDatabaseTest, DuplicatesAreKeptOrReplacedAsThePolicySaysWhenEachIsM
     EXPECT_EQ(Rows(mainPath), (QStringList{before[0], s[0], s[1], s[4], s[5], bareStored}));
 }
 
-// 7 MB of envelopes in one batch, more than the page cache: catches the source, reading the same file on
-// its own connection, finding it locked by the batch.
-TEST_F(ImportDatabaseTest, IntoItselfLargerThanTheCacheWithReplaceLosesNothing) {
-    std::vector<RawRow> rows;
-    for (int i = 0; i < 150; ++i) {
-        rows.push_back(Row(QString::number(i), 24000));
-    }
-    Open(rows, {}, true);
-    const QStringList original = Rows(mainPath);
-    const ImportRun run = Import(true);
-    EXPECT_EQ(std::pair(run.summary, run.boxes),
-              std::pair(ImportSummary(150, 150, 0, 150, 150), QStringList{kDone}));
-    EXPECT_EQ(std::pair(Rows(mainPath), Rows(mainPath, "id").value(0)), std::pair(original, QString("151")));
-}
-
 // "keep"/"refused" are refused by the database, "dup"/"broken" unreadable in the source: catches such a
 // row counted, stopping the import, or costing the stored row it would replace.
 TEST_F(ImportDatabaseTest, RowsThatCannotBeCopiedAreReportedLeftOutAndNotCounted) {

@@ -48,19 +48,6 @@ protected:
     TDataModule1 store;
 };
 
-// Catches a table statement changed (other programs read it) and a side index missing or on other columns.
-TEST_F(StoreTest, TableStatementIsStoredExactlyWithItsIndexes) {
-    const QStringList rows =
-        Exec("SELECT type||'|'||name||'|'||sql FROM sqlite_master WHERE tbl_name='Data' ORDER BY name");
-    QString table = QString::fromUtf8(kCreateTableSql);
-    table.chop(1);  // SQLite keeps the statement without its final semicolon
-    ASSERT_EQ(rows.size(), 4);
-    EXPECT_TRUE(rows[0] == "table|Data|" + table && rows[1].endsWith("idx_data_path ON Data(source_path)") &&
-                rows[2].startsWith("index|idx_data_stats|") &&
-                rows[3].endsWith("ON Data(md5, source_size, audio_track)"))
-        << rows.join(u'\n').toStdString();
-}
-
 // Catches a look-up that matches on part of the key, sizes cut to 32 bits, and the quirks other programs
 // rely on changed.
 TEST_F(StoreTest, InsertFindAndReadBack) {
