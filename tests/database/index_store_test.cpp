@@ -31,11 +31,7 @@ constexpr char kCopyRows[] =
 
 class StoreTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        path = dir.File(QStringLiteral("index.db"));
-        ASSERT_TRUE(store.Connect(path));
-        ASSERT_TRUE(store.CreateTable());
-    }
+    void SetUp() override { ASSERT_TRUE(store.Connect(path) && store.CreateTable()); }
     int Insert(const IndexRecord& r) { return store.InsertRecordWithIndex(r, kValues); }
     int64_t Scalar(const char* sql) { return store.QueryScalar(QString::fromUtf8(sql)); }
     int64_t Count() { return Scalar("SELECT COUNT(*) AS res FROM data"); }
@@ -44,7 +40,7 @@ protected:
 
     test::TempDir dir;
     test::RecordingMessages messages;
-    QString path;
+    QString path = dir.File(QStringLiteral("index.db"));
     TDataModule1 store;
 };
 
@@ -194,12 +190,7 @@ TEST_F(StoreTest, ConnectRefusesWhatIsNotADatabaseAndAcceptsNewOrOlderFiles) {
     EXPECT_EQ(messages.shown.size(), 1);
 
     // A table made before the side indexes existed gets them on connect.
-    store.Disconnect();
-    {
-        SqliteConnection c;
-        ASSERT_TRUE(c.Open(dir.File(QStringLiteral("new.db"))) && c.Exec(kCreateTableSql));
-    }
-    ASSERT_TRUE(store.Connect(dir.File(QStringLiteral("new.db"))));
+    ASSERT_TRUE(test::MakeDatabase(dir.File(QStringLiteral("old.db"))) && store.Connect(dir.File("old.db")));
     EXPECT_EQ(
         Scalar("SELECT COUNT(*) AS res FROM sqlite_master WHERE type='index' AND name LIKE 'idx_data_%'"), 3);
 }
