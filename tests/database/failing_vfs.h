@@ -7,7 +7,6 @@
 
 #include <QFileInfo>
 #include <QString>
-#include <atomic>
 #include <limits>
 #include <mutex>
 #include <string>
@@ -41,7 +40,7 @@ public:
     // and at each commit's first growing write to the database file after a journal sync. Read once ended.
     const std::vector<int64_t>& BatchStarts() const { return m_batchStarts; }
     const std::vector<int64_t>& CommitStarts() const { return m_commitStarts; }
-    // Whether a refused write was one to the database file (a commit's).
+    // Whether a refused write was one to the database file (a commit's). Read once ended.
     bool RefusedAtCommit() const { return m_refusedAtCommit; }
 
 private:
@@ -129,7 +128,7 @@ private:
     bool m_journalSynced = false;
     bool m_newJournal = false;
     std::vector<int64_t> m_commitStarts, m_batchStarts;
-    std::atomic<bool> m_refusedAtCommit{false};
+    bool m_refusedAtCommit = false;
 };
 
 }  // namespace tembrix::test
