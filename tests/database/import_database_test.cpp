@@ -58,14 +58,13 @@ QByteArray FileBytes(const QString& path) {
 
 class ImportDatabaseTest : public ::testing::Test {
 protected:
-    // New main and source files with these rows, both connected; with `self` the main file is its own source.
-    void Open(const std::vector<RawRow>& mainRows, const std::vector<RawRow>& sourceRows, bool self = false) {
+    // New main and source files with these rows, both connected.
+    void Open(const std::vector<RawRow>& mainRows, const std::vector<RawRow>& sourceRows) {
         Close();
         QFile::remove(mainPath);
         QFile::remove(sourcePath);
-        ASSERT_TRUE(test::MakeDatabase(mainPath, mainRows));
-        ASSERT_TRUE(self || test::MakeDatabase(sourcePath, sourceRows));
-        ASSERT_TRUE(store.Connect(mainPath) && source.Connect(self ? mainPath : sourcePath));
+        ASSERT_TRUE(test::MakeDatabase(mainPath, mainRows) && test::MakeDatabase(sourcePath, sourceRows) &&
+                    store.Connect(mainPath) && source.Connect(sourcePath));
     }
     void Close() {
         store.Disconnect();
@@ -111,16 +110,12 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
     for (int i = 0; i < 4500; ++i) {
         sourceRows.push_back(Row(QString::number(i), 100));
         if (isDuplicate(i)) {
-            stored.push_back(
-                With(sourceRows.back(), [i](RawRow& r) { r.sourcePath = QStringLiteral("/old/%1").arg(i); }));
+            stored.push_back(sourceRows.back());
+            stored.back().sourcePath = QStringLiteral("/old/%1").arg(i);
         }
     }
     enum class Where { Nowhere, FirstWrite, MidImport, LastCommit, ReadOnly };
-    const struct {
-        bool replace;
-        Where where;
-        const char* catches;
-    } cases[] = {
+    const std::tuple<bool, Where, const char*> cases[] = {
         {false, Where::Nowhere, "rows lost, reordered or miscounted across batches and read-ahead"},
         {true, Where::Nowhere, "replacements that leave old rows or lose rows across batches"},
         {true, Where::FirstWrite, "a replacement's old row deleted after its insert failed"},
@@ -131,31 +126,29 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
     };
     std::vector<int64_t> batchStarts[2], commitStarts[2];  // per policy, from the run without fault
     const QString failed = "Ошибка записи в базу данных! Последние импортированные записи не сохранены.";
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.catches);
-        const int p = c.replace ? 1 : 0;
+    for (const auto& [replace, where, catches] : cases) {
+        SCOPED_TRACE(catches);
+        const int p = replace ? 1 : 0;
         Open(stored, sourceRows);  // the store adds its side indexes now, before the fault
         Close();
         const QByteArray fileBefore = FileBytes(mainPath);
         const QStringList before = Rows(mainPath), sourceText = Rows(sourcePath);
-        ASSERT_TRUE(c.where == Where::Nowhere || (batchStarts[p].size() >= 3 && commitStarts[p].size() >= 3));
+        ASSERT_TRUE(where == Where::Nowhere || (batchStarts[p].size() >= 3 && commitStarts[p].size() >= 3));
         const int64_t budget =
-            c.where == Where::FirstWrite ? 0
-            : c.where == Where::MidImport  // some pages into the third batch, before its commit
+            where == Where::FirstWrite ? 0
+            : where == Where::MidImport  // some pages into the third batch, before its commit
                 ? std::min(batchStarts[p][2] + 3 * 4096, commitStarts[p][2] - 1)
-                : c.where == Where::LastCommit ? commitStarts[p].back() : std::numeric_limits<int64_t>::max();
-        using Fault = test::FailingVfs::Fault;
-        test::FailingVfs vfs(mainPath, c.where == Where::ReadOnly ? Fault::ReadOnly : Fault::DiskFull,
-                             budget);
+                : where == Where::LastCommit ? commitStarts[p].back() : std::numeric_limits<int64_t>::max();
+        test::FailingVfs vfs(mainPath, test::FailingVfs::Fault(where == Where::ReadOnly), budget);
         ASSERT_TRUE(store.Connect(mainPath) && source.Connect(sourcePath));
-        const ImportRun run = Import(c.replace);
+        const ImportRun run = Import(replace);
         Close();
 
         // The rows before, less those whose replacement is among the `added` first rows to store; then those.
         QStringList expected, toStore;
         int replaced = 0;
         for (int i = 0, old = 0; i < 4500; ++i) {
-            const bool stores = c.replace || !isDuplicate(i);
+            const bool stores = replace || !isDuplicate(i);
             if (stores) {
                 toStore.append(sourceText[i]);
             }
@@ -169,21 +162,21 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
         ASSERT_LE(run.added, toStore.size());
         EXPECT_EQ(Rows(mainPath), expected + toStore.mid(0, run.added));
         EXPECT_EQ(run.summary, ImportSummary(run.processed, 4500, run.ignored, replaced, run.added));
-        if (c.where == Where::Nowhere) {
+        if (where == Where::Nowhere) {
             EXPECT_EQ(std::tuple(run.outcome, run.boxes, run.added, run.lines.size(), run.ignored),
                       std::tuple(Outcome::Done, QStringList{kDone}, toStore.size(), stored.size(),
-                                 c.replace ? 0 : static_cast<int>(stored.size())));
+                                 replace ? 0 : static_cast<int>(stored.size())));
             batchStarts[p] = vfs.BatchStarts();
             commitStarts[p] = vfs.CommitStarts();
             continue;
         }
         EXPECT_EQ(std::tuple(run.outcome, run.boxes, run.lines.value(run.lines.size() - 1)),
                   std::tuple(Outcome::WriteFailed, QStringList{failed}, failed));
-        if (c.where == Where::FirstWrite || c.where == Where::ReadOnly) {
+        if (where == Where::FirstWrite || where == Where::ReadOnly) {
             EXPECT_TRUE(run.added == 0 && FileBytes(mainPath) == fileBefore);  // not a byte changed
         } else {  // the batches before the fault stay
             EXPECT_TRUE(run.added > 0 && run.added < toStore.size() &&
-                        vfs.RefusedAtCommit() == (c.where == Where::LastCommit));
+                        vfs.RefusedAtCommit() == (where == Where::LastCommit));
         }
     }
 }
