@@ -98,25 +98,20 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
     // Which row of a duplicate group names it is SQLite's choice.
     EXPECT_TRUE(QRegularExpression("^Id=[12]\tНайдены  дубликаты \\(2\\)$").match(run.lines[0]).hasMatch());
     EXPECT_TRUE(QRegularExpression("^Id=[345]\tНайдены  дубликаты \\(3\\)$").match(run.lines[1]).hasMatch());
-    const QStringList expected = {
-        "Id=6\tНайдены пустые поля (sha2, source_file_name, info)",
-        "Id=7\tНайдены пустые поля (duration, all_tracks, info)",
-        "Id=8\tНайдены короткие индексы (1000)",
-        "Id=13\tНайдены пустые поля (index_size)",
-        "Id=13\tНайдены короткие индексы (0)",
-        "Id=16\tНайдены пустые поля (source_size)",
-        "Id=12\tИсходный файл не найден: " + missing,
-        "Id=17\tИсходный файл не найден: " + dir.Path(),
-        "Id=18\tИсходный файл не найден: " + gone,
-        "Id=19\tИсходный файл не найден: " + other,
-        "Id=8\tРазмер индексных данных (1000) менее минуты!",
-        "Id=9\tРазмер индексных данных (1001) менее минуты!",
-        "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)",
-        "Id=10\tРазмер индексных данных (6000) менее минуты!",
-        "Id=11\tОбнаружено (70001) отрицательных значений огибающей!",
-        "Id=13\tИндексные данные отстутствуют!",
-        "Id=14\tРазмер индексных данных (5999) менее минуты!"};
-    EXPECT_EQ(run.lines.mid(2), expected);
+    const QString expected =
+        "Id=6\tНайдены пустые поля (sha2, source_file_name, info)\nId=7\tНайдены пустые поля (duration, "
+        "all_tracks, info)\nId=8\tНайдены короткие индексы (1000)\nId=13\tНайдены пустые поля (index_size)\n"
+        "Id=13\tНайдены короткие индексы (0)\nId=16\tНайдены пустые поля (source_size)\n"
+        "Id=12\tИсходный файл не найден: %1\nId=17\tИсходный файл не найден: %2\n"
+        "Id=18\tИсходный файл не найден: %3\nId=19\tИсходный файл не найден: %4\n"
+        "Id=8\tРазмер индексных данных (1000) менее минуты!\nId=9\tРазмер индексных данных (1001) менее "
+        "минуты!\n"
+        "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)\n"
+        "Id=10\tРазмер индексных данных (6000) менее минуты!\nId=11\tОбнаружено (70001) отрицательных "
+        "значений "
+        "огибающей!\nId=13\tИндексные данные отстутствуют!\nId=14\tРазмер индексных данных (5999) менее "
+        "минуты!";
+    EXPECT_EQ(run.lines.mid(2).join(u'\n'), expected.arg(missing, dir.Path(), gone, other));
     EXPECT_TRUE(run.failures.isEmpty() && messages.shown.isEmpty() && run.FinishedOnceLastAt100());
 }
 

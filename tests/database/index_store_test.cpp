@@ -53,25 +53,22 @@ TEST_F(StoreTest, InsertFindAndReadBack) {
     ASSERT_EQ(Insert(r), 0);
     const int id = store.FindTrack(r.md5, r.source_size, r.audio_track);
     EXPECT_TRUE(id > 0 && store.FindPath(r) == 1);
-    for (const auto& [md5, size, track] : {std::tuple{r.md5, r.source_size, 0},
-                                           {r.md5, r.source_size + 1, 1},
-                                           {QStringLiteral("AA"), r.source_size, 1}}) {
-        EXPECT_LT(store.FindTrack(md5, size, track), 0);  // every part of the key counts
-    }
-
+    EXPECT_EQ((std::vector<int>{store.FindTrack(r.md5, r.source_size, 0),
+                                store.FindTrack(r.md5, r.source_size + 1, 1),
+                                store.FindTrack(QStringLiteral("AA"), r.source_size, 1)}),
+              std::vector<int>(3, TDataModule1::kNoSuchTrack));  // every part of the key counts
     IndexRecord back;
     std::vector<uint16_t> envelope{9, 9, 9};
     int32_t count = 0;
     ASSERT_TRUE(store.GetRecordWithIndex(id, back, envelope, count));
     EXPECT_EQ(std::tuple(back.source_size, envelope, count),
               std::tuple(r.source_size, std::vector<uint16_t>{1, 2, 0x8000, 65535}, 4));
-
     IndexRecord empty = Record(QStringLiteral("dd"));
     empty.index_size = 0;
     ASSERT_EQ(store.InsertRecordWithIndex(empty, nullptr), 0);
     // index_size is bound as text but stored as a number; no envelope is an empty blob, not NULL.
-    EXPECT_EQ(Scalar("SELECT COUNT(*) AS res FROM data WHERE typeof(index_size)='integer'"), 2);
-    EXPECT_EQ(Scalar("SELECT COUNT(*) AS res FROM data WHERE length(index_data)=0"), 1);
+    EXPECT_EQ(Exec("SELECT typeof(index_size)||length(index_data) FROM data"),
+              (QStringList{"integer8", "integer0"}));
 }
 
 // Catches a delete of the wrong rows or of too few, and ids reused after a delete.
