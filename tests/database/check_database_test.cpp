@@ -33,8 +33,7 @@ CheckRun RunCheck(TDataModule1& store, bool stop = false) {
     worker.finishPauseMs = stop ? 60000 : 0;
     worker.onLines = [&](const QStringList& lines) {
         EXPECT_TRUE(OnMainThread());
-        run.lines += lines;
-        run.events << "lines";
+        run.lines += lines, run.events << "lines";
         if (stop) {
             worker.requestInterruption();
         }
@@ -138,18 +137,6 @@ TEST_F(CheckDatabaseTest, StopInAPassEndsItAndSkipsTheRowsOfTheRest) {
     const CheckRun run = RunCheck(store, true);
     EXPECT_TRUE(!run.lines.isEmpty() && run.lines.size() < all.size() &&
                 run.lines == all.mid(0, run.lines.size()) && run.FinishedOnceLastAt100());
-}
-
-// Catches a worker destroyed in its closing pause or in a notification that hangs or loses the finish.
-TEST_F(CheckDatabaseTest, DestroyingARunningWorkerJoinsItAndDeliversTheFinish) {
-    Make({Row("x", missing), Row("y", missing)});
-    int finishes = 0;
-    {
-        CheckDatabase worker(store);
-        worker.onFinish = [&] { ++finishes; };
-        worker.start();
-    }
-    EXPECT_EQ(finishes, 1);
 }
 
 }  // namespace

@@ -282,10 +282,9 @@ TEST_F(ImportDatabaseTest, ALookUpFailureAStopOrACommitElsewhereMidwayEndTheImpo
                 EXPECT_TRUE(store.Commit());
             }
         });
-        EXPECT_EQ(std::pair(run.boxes.value(0), run.boxes.last()),
-                  std::pair(kUnreadable, QString(c.lastBox)));
-        EXPECT_EQ(std::pair(run.summary, run.outcome),
-                  std::pair(ImportSummary(c.processed, 3, 0, 0, c.added), c.outcome));
+        EXPECT_EQ(std::tuple(run.boxes.value(0), run.boxes.last(), run.summary, run.outcome),
+                  std::tuple(kUnreadable, QString(c.lastBox), ImportSummary(c.processed, 3, 0, 0, c.added),
+                             c.outcome));
         const QStringList s = Rows(sourcePath);
         EXPECT_EQ(Rows(mainPath), (QStringList{s[0], s[2]}.mid(0, c.added)));
     }

@@ -73,11 +73,10 @@ TEST_F(StoreTest, InsertFindAndReadBack) {
 
 // Catches a delete of the wrong rows or of too few, and ids reused after a delete.
 TEST_F(StoreTest, DeletesAndIdsOfDeletedRowsAreNeverReused) {
-    for (int t = 0; t < 3; ++t) {
-        ASSERT_EQ(Insert(Record(QStringLiteral("ff"), 7, t, 3)), 0);
+    for (const IndexRecord& r :
+         {Record("ff", 7, 0, 3), Record("ff", 7, 1, 3), Record("ff", 7, 2, 3), Record("e1"), Record("e2")}) {
+        ASSERT_EQ(Insert(r), 0);
     }
-    ASSERT_EQ(Insert(Record(QStringLiteral("e1"))), 0);
-    ASSERT_EQ(Insert(Record(QStringLiteral("e2"))), 0);
     const int last = store.FindTrack(QStringLiteral("e2"), 1, 0);
     EXPECT_TRUE(store.DeleteFile(QStringLiteral("ff"), 7) && Count() == 2);  // every track of the file
     EXPECT_EQ((std::vector<int>{store.DeleteById(last), store.DeleteTrack(QStringLiteral("e1"), 1, 0),
@@ -132,9 +131,8 @@ TEST_F(StoreTest, HeldBusyFlagGivesEveryOperationItsBusyResult) {
     QStringList a, b;
     IndexRecord out;
     std::vector<uint16_t> env;
-    int32_t count = 0;
+    int32_t count = 0, deleted = 0;
     int64_t newId = 0;
-    int deleted = 0;
     EXPECT_EQ(
         (std::vector<int>{
             store.InsertRecordWithIndex(r, kValues), store.InsertRecord(r), store.FindTrack(r.md5, 1, 0),

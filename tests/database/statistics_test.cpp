@@ -14,7 +14,6 @@ namespace {
 
 using test::RawRow;
 using Pairs = QList<QPair<QString, qint64>>;
-using Classes = QList<QPair<qint64, qint64>>;
 
 RawRow Row(const QString& type, const QString& extension, int64_t seconds, int64_t tracks,
            const QString& info, int64_t sourceBytes = 0, int64_t indexBytes = 2) {
@@ -61,7 +60,8 @@ TEST_F(StatisticsTest, FiguresSplitByTypeAndTruncate) {
     EXPECT_EQ(s.hoursByExtension, (Pairs{{"flac", 0}, {"mkv", 3}, {"mp3", 2}, {"mp4", 0}, {"ogg", 0}}));
     EXPECT_EQ(s.filesByTracks, (Pairs{{"1", 3}, {"2", 2}, {"3", 2}}));
     // Ten-minute classes: 9:59 in 0, 10:00 in 1, 59:59 in 5, 1:59:59 in 11, two hours in 12.
-    EXPECT_EQ(s.durationClasses, (Classes{{0, 1}, {1, 1}, {4, 1}, {5, 1}, {11, 1}, {12, 2}}));
+    EXPECT_EQ(s.durationClasses,
+              (QList<QPair<qint64, qint64>>{{0, 1}, {1, 1}, {4, 1}, {5, 1}, {11, 1}, {12, 2}}));
     EXPECT_EQ(DurationClassLabel(12), QStringLiteral("120-130 минут"));
 }
 
