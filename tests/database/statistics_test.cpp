@@ -24,16 +24,12 @@ RawRow Row(const QString& type, const QString& extension, int64_t seconds, int64
     return r;
 }
 
-class StatisticsTest : public ::testing::Test {
-protected:
+// Catches a figure of the wrong type or label, hours or megabytes rounded instead of cut, a group missing or
+// misordered, a duration class off by one at its edges, and the cache size the figures raise left raised.
+TEST(Statistics, FiguresSplitByTypeAndTruncate) {
     test::TempDir dir;
     test::RecordingMessages messages;
     TDataModule1 store;
-};
-
-// Catches a figure of the wrong type or label, hours or megabytes rounded instead of cut, a group missing or
-// misordered, a duration class off by one at its edges, and the cache size the figures raise left raised.
-TEST_F(StatisticsTest, FiguresSplitByTypeAndTruncate) {
     const qint64 mb = 1024 * 1024;
     const QString path = dir.File(QStringLiteral("stats.db"));
     ASSERT_TRUE(test::MakeDatabase(
