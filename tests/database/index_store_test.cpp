@@ -1,4 +1,4 @@
-// The index store: schema, duplicate refusal, ids, replacement of a track, busy protocol, quirks kept.
+// The index store: look-ups, deletes, duplicate refusal, replacement of a track, busy protocol, connecting.
 
 #include <gtest/gtest.h>
 
