@@ -76,7 +76,7 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
     RawRow oddIndex = Row("s2", existing, 500, 1001);
     oddIndex.indexData += "\xFF";                 // the odd byte is no value
     std::vector<uint16_t> values(70003, 0xFFFF);  // a count past 16 bits, three past the last group of 4
-    values[10] = 0x7FFF, values[20] = 0x8001, values[30] = 7;
+    values[10] = 0x7FFF, values[20] = 0x8000, values[30] = 7;
     RawRow negative = Row("n1", existing, 0, 2 * 70003);
     negative.indexData = test::EnvelopeBytes(values);
     RawRow justUnderMinute = Row("b1", existing, 3000, 5999);
