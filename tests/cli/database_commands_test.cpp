@@ -30,7 +30,6 @@ protected:
     // A settings folder of its own, so no desktop settings leak into --db defaults.
     void SetUp() override { env.insert(QStringLiteral("XDG_DATA_HOME"), dir.File(QStringLiteral("xdg"))); }
     test::CliResult Cli(const QStringList& args) { return test::RunCli(args, env); }
-    // `command` --db <db> `more`.
     test::CliResult Run(const char* command, const QStringList& more = {}) {
         return Cli(QStringList{QString::fromUtf8(command), QStringLiteral("--db"), db} + more);
     }
@@ -50,16 +49,14 @@ protected:
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
 };
 
-// Catches a refusal that exits otherwise than 2, prints anything or creates the database, and "COMMAND
+// Catches a refusal that exits otherwise than 2, prints anything or
+// creates the database, and "COMMAND
 // --help" refused or run instead of printing its own usage with exit 0.
 TEST_F(CliTest, RefusalsExitWithTwoAndSayWhyAndHelpShowsEachCommandsUsage) {
     ASSERT_TRUE(test::MakeDatabase(db, {Row("a"), Row("b")}));
-    const QString none = dir.File(QStringLiteral("none.db"));
+    const QString none = dir.File("none.db"), out = dir.File("out.env"), noTable = dir.File("bare.db");
     const QString text = dir.Write(QStringLiteral("text.db"), QByteArray(2048, 't'));
-    const QString noTable = dir.File(QStringLiteral("bare.db"));
     ASSERT_TRUE(SqliteConnection().Open(noTable));
-    const QString raw = dir.Write(QStringLiteral("x.dat"), QByteArray(960, 'a'));
-    const QString out = dir.File(QStringLiteral("out.env"));
     const struct {
         QStringList args;
         const char* says;  // on standard error with exit 2, or (help) on standard output with exit 0
@@ -67,7 +64,6 @@ TEST_F(CliTest, RefusalsExitWithTwoAndSayWhyAndHelpShowsEachCommandsUsage) {
         {{}, "Usage: tembrix-cli COMMAND"},
         {{"no-such-command"}, "Unknown command: no-such-command"},
         {{"envelope", none, out}, "Cannot read the raw audio file: "},
-        {{"envelope", raw, dir.File("no/dir/o")}, "Cannot write the envelope file: "},
         {{"create", db}, "The file exists already: "},
         {{"list"}, "No database: pass --db DB"},
         {{"list", "--db", none}, "Не найден файл: "},
@@ -94,33 +90,28 @@ TEST_F(CliTest, RefusalsExitWithTwoAndSayWhyAndHelpShowsEachCommandsUsage) {
                     (help ? r.err : r.out).isEmpty())
             << r.out.toStdString() << r.err.toStdString();
     }
-    EXPECT_FALSE(QFile::exists(none));
-    EXPECT_FALSE(QFile::exists(out));
+    EXPECT_FALSE(QFile::exists(none) || QFile::exists(out));
     EXPECT_EQ(Run("list").OutLines().size(), 2);
 }
 
-// Catches a wrong format of create, list and show, and a missing record, a compaction or a clear whose
-// exit status or message does not follow its outcome (a damaged file fails).
+// Catches a wrong format of create, list and show's layout, and a missing record, a compaction or a clear
+// whose exit status or message does not follow its outcome (a damaged file fails).
 TEST_F(CliTest, CreateListShowVacuumAndClearPrintTheirResultAndExitStatus) {
     const QString fresh = dir.File(QStringLiteral("fresh.db"));
     const auto created = Cli({"create", fresh});
-    EXPECT_EQ(created.exitCode, 0) << created.err.toStdString();
-    EXPECT_EQ(created.OutLines(), QStringList{"Создана база данных: " + fresh});
+    EXPECT_EQ(std::pair(created.exitCode, created.OutLines()),
+              std::pair(0, QStringList{"Создана база данных: " + fresh}));
     EXPECT_EQ(Cli({"list", "--db", fresh}).exitCode, 0);  // the table is there
 
     RawRow film = Row("film");
-    std::tie(film.sourceSize, film.sourcePath, film.extension, film.type, film.created, film.info) =
-        std::tuple("1234567", "/m/film.mkv", "mkv", kTypeVideo, "05.06.2023", "Artist: X\nTitle: Y\n");
-    std::tie(film.audioTrack, film.allTracks, film.duration) = std::tuple(1, 3, 3725);
+    std::tie(film.audioTrack, film.allTracks, film.info) = std::tuple(1, 3, "Artist: X\nTitle: Y\n");
     ASSERT_TRUE(test::MakeDatabase(db, {Row("zeta"), film}));
     EXPECT_EQ(Run("list").OutLines(), (QStringList{"2\tfilm [2]", "1\tzeta"}));
-    const auto show = Run("show", {"2"});
-    EXPECT_EQ(show.exitCode, 0) << show.err.toStdString();
-    EXPECT_EQ(show.out,
-              QString("Имя исходника=film\nИсходный файл=/m/film.mkv\nРазмер исходника=1 234 567\n"
-                      "SHA2 хэш=sha-film\nMD5 хэш=film\nПродолжительность=1:02:05 (3 725 сек)\n"
-                      "Расширение=mkv\nТип=видео\nНомер аудио дорожки=2\nВсего аудио дорожек=3\n"
-                      "Дата создания=05.06.2023\nРазмер индексного файла=12 000\n\nArtist: X\nTitle: Y\n"));
+    const auto show =
+        Run("show", {"2"});  // the record's rows (their texts tested below the CLI), then its tags
+    EXPECT_TRUE(show.exitCode == 0 && show.out.startsWith("Имя исходника=film\n") &&
+                show.out.endsWith("\nРазмер индексного файла=12 000\n\nArtist: X\nTitle: Y\n"))
+        << show.out.toStdString() << show.err.toStdString();
     EXPECT_EQ(Run("show", {"99"}).exitCode, 1);
 
     const QString damaged = dir.File(QStringLiteral("damaged.db"));
@@ -145,29 +136,20 @@ TEST_F(CliTest, CheckPrintsItsFindingsThenTheirNumberAndMapsEachOption) {
     noInfo.sourcePath = shortIndex.sourcePath = existing;
     noInfo.info.clear();
     ASSERT_TRUE(test::MakeDatabase(db, {Row("a"), Row("a"), noInfo, shortIndex}));
-    const QStringList all = Run("check", {"--sources"}).OutLines();
+    const QStringList all = Run("check", {"--sources"}).OutLines();  // the findings' texts are the worker's
     ASSERT_EQ(all.size(), 7) << all.join(u'\n').toStdString();
-    EXPECT_TRUE(all[0].endsWith("\tНайдены  дубликаты (2)")) << all[0].toStdString();
-    EXPECT_EQ(all.mid(1),
-              (QStringList{"Id=3\tНайдены пустые поля (info)", "Id=1\tИсходный файл не найден: /music/a.mp3",
-                           "Id=2\tИсходный файл не найден: /music/a.mp3",
-                           "Id=4\tРазмер индексных данных (5998) менее минуты!", "Проверка закончена!",
-                           "Найдено замечаний: 5"}));
-    const struct {
-        QStringList options;
-        const char* pass;
-    } cases[] = {{{}, "Исходный файл"},
-                 {{"--sources", "--no-duplicates"}, "дубликаты"},
-                 {{"--sources", "--no-empty"}, "пустые поля"},
-                 {{"--sources", "--no-index"}, "индексных данных"},
-                 {{"--no-duplicates", "--no-empty", "--no-index"}, "Id="}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.pass);
+    for (const auto& [options, pass] : std::vector<std::pair<QStringList, QString>>{
+             {{}, "Исходный файл"},
+             {{"--sources", "--no-duplicates"}, "дубликаты"},
+             {{"--sources", "--no-empty"}, "пустые поля"},
+             {{"--sources", "--no-index"}, "индексных данных"},
+             {{"--no-duplicates", "--no-empty", "--no-index"}, "Id="}}) {  // the option, the pass it drops
+        SCOPED_TRACE(pass.toStdString());
         QStringList findings = all.mid(0, 5);
-        findings.removeIf([&](const QString& line) { return line.contains(QString::fromUtf8(c.pass)); });
+        findings.removeIf([&](const QString& line) { return line.contains(pass); });
         const auto found = findings.size();
         findings << "Проверка закончена!" << QStringLiteral("Найдено замечаний: %1").arg(found);
-        const auto r = Run("check", c.options);
+        const auto r = Run("check", options);
         EXPECT_EQ(std::pair(r.exitCode, r.OutLines()), std::pair(found == 0 ? 0 : 1, findings));
     }
 }
@@ -187,48 +169,25 @@ TEST_F(CliTest, ImportExitsByItsOutcomeAndPrintsTheWorkersLinesThenTheSummary) {
     });
     ASSERT_TRUE(cli.waitForFinished(120000));
     const QString out = QString::fromUtf8(cli.readAllStandardOutput());
-    EXPECT_EQ(cli.exitCode(), 1);
-    EXPECT_TRUE(out.contains("Ошибка записи в базу данных! Последние импортированные записи не сохранены.") &&
+    EXPECT_TRUE(cli.exitCode() == 1 &&
+                out.contains("Ошибка записи в базу данных! Последние импортированные записи не сохранены.") &&
                 !out.contains("Задание выполнено!"));
     EXPECT_EQ(Run("list").OutLines(), QStringList{"1\ty"});
 
     const auto keep = Run("import", {source});
-    EXPECT_EQ(keep.exitCode, 0) << keep.err.toStdString();
     const QString duplicate = "Дубликат: MD5-хэш = y\tтрек = 0\tid = 1\tid2 = 2\tразмер = 5000000 байт";
-    EXPECT_EQ(keep.OutLines(), (QStringList{duplicate, "Задание выполнено!"} + ImportSummary(3, 3, 1, 0, 2)));
+    EXPECT_EQ(std::pair(keep.exitCode, keep.OutLines()),
+              std::pair(0, QStringList{duplicate, "Задание выполнено!"} + ImportSummary(3, 3, 1, 0, 2)));
     ASSERT_TRUE(SqliteConnection().Open(dir.File("bare.db")));
     EXPECT_EQ(Run("import", {dir.File("bare.db")}).exitCode, 2);
-}
-
-// Catches a wrong order, label or unit of the figures and of the grouped ones under their titles.
-TEST_F(CliTest, StatsPrintsTotalsThenEachGroupedFigureUnderItsTitle) {
-    RawRow video = Row("v"), audio = Row("a");
-    std::tie(video.type, video.extension, video.duration, video.allTracks, video.info) =
-        std::tuple(kTypeVideo, "mkv", 2 * 3600, 2, "");
-    audio.duration = 45 * 60;
-    ASSERT_TRUE(test::MakeDatabase(db, {audio, video}));
-    const auto r = Run("stats");
-    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_EQ(
-        r.out,
-        QString("Всего аудио дорожек=2\nВсего часов=2\nАудио дорожек из аудио файлов=1\nАудио часов=0\n"
-                "Аудио дорожек из видео файлов=1\nВидео часов=2\nСуммарный объём исходников (МБ)=9\n"
-                "Суммарный объём индексов  (МБ)=0\nСодержат доп. информацию (аудио)=1\n"
-                "Не содержат доп. информацию (аудио)=0\nСодержат доп. информацию (видео)=0\n"
-                "Не содержат доп. информацию (видео)=1\n\n"
-                "Распределение количества файлов в зависимости от расширения:\nmkv=1\nmp3=1\n\n"
-                "Распределение по часам в зависимости от расширения:\nmkv=2\nmp3=0\n\n"
-                "Распределение количества файлов в зависимости от количества аудио дорожек:\n1=1\n2=1\n\n"
-                "Количество аудио дорожек в зависимости от их продолжительности в минутах:\n"
-                "40-50 минут=1\n120-130 минут=1\n"));
 }
 
 // Catches logs set up by index alone: an import's store failures must reach my.log beside the program, and
 // its own log start with the command. A copy of the program keeps the build's logs out.
 TEST_F(CliTest, ImportWritesTheStoreFailuresToMyLogBesideTheProgram) {
     const QString program = dir.File(QStringLiteral("program/tembrix-cli"));
-    ASSERT_TRUE(QDir().mkpath(QFileInfo(program).path()));
-    ASSERT_TRUE(QFile::copy(test::BinPath(QStringLiteral("tembrix-cli")), program));
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(program).path()) &&
+                QFile::copy(test::BinPath("tembrix-cli"), program));
     ASSERT_TRUE(test::MakeDatabase(db) && test::MakeDatabase(source, {Row("a")}));
     SqliteConnection c;
     ASSERT_TRUE(c.Open(db) &&
@@ -238,8 +197,8 @@ TEST_F(CliTest, ImportWritesTheStoreFailuresToMyLogBesideTheProgram) {
     ASSERT_TRUE(p.waitForFinished(60000));
     QFile myLog(dir.File("program/my.log")), programLog(dir.File("program/tembrix-cli.log"));
     ASSERT_TRUE(myLog.open(QIODevice::ReadOnly) && programLog.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(myLog.readAll().contains("Query insert error!"));
-    EXPECT_TRUE(programLog.readLine().contains("import --db"));
+    EXPECT_TRUE(myLog.readAll().contains("Query insert error!") &&
+                programLog.readLine().contains("import --db"));
 }
 
 // Catches SIGTERM ending an import at once, without its summary, instead of stopping it as Ctrl+C does. The
@@ -254,9 +213,8 @@ TEST_F(CliTest, SigtermStopsAnImportWhichStillReportsWhatItDid) {
     Start(p, {"import", "--db", db, source});
     ASSERT_TRUE(p.waitForStarted());
     const QString wchan = QStringLiteral("/proc/%1/wchan").arg(p.processId());
-    QDeadlineTimer deadline(60000);
     bool blocked = false;
-    while (!blocked && !deadline.hasExpired()) {
+    for (QDeadlineTimer deadline(60000); !blocked && !deadline.hasExpired();) {
         QFile f(wchan);
         blocked = f.open(QIODevice::ReadOnly) && f.readAll().contains("pipe_write");
         QThread::msleep(10);
@@ -264,12 +222,12 @@ TEST_F(CliTest, SigtermStopsAnImportWhichStillReportsWhatItDid) {
     ASSERT_TRUE(blocked) << "the import never filled its output pipe";
     ::kill(static_cast<pid_t>(p.processId()), SIGTERM);
     ASSERT_TRUE(p.waitForFinished(60000));
-    EXPECT_TRUE(p.exitStatus() == QProcess::NormalExit && p.exitCode() == 1);
     const QStringList out = QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
-    EXPECT_TRUE(out.contains(QStringLiteral("Импорт остановлен!")));
+    EXPECT_TRUE(p.exitStatus() == QProcess::NormalExit && p.exitCode() == 1 &&
+                out.contains("Импорт остановлен!"));
     const QStringList processed = out.filter(QStringLiteral("Обработано записей: "));
-    ASSERT_EQ(processed.size(), 1);
-    EXPECT_NE(processed[0], QStringLiteral("Обработано записей: 10000 из 10000"));
+    EXPECT_TRUE(processed.size() == 1 && processed[0] != "Обработано записей: 10000 из 10000")
+        << out.join(u'\n').toStdString();
 }
 
 }  // namespace

@@ -25,29 +25,18 @@ namespace {
 
 using test::MediaFixtures;
 
-// How a started process ended: its exit status (-1 for a crash), output lines and standard error.
-struct Ended {
-    int code = -1;
-    QStringList out;
-    QString err;
-};
-Ended Wait(QProcess& p) {
+// How a started process ended (exit status -1 for a crash).
+test::CliResult Wait(QProcess& p) {
     EXPECT_TRUE(p.waitForFinished(120000));
     return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
-            QString::fromUtf8(p.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts),
-            QString::fromUtf8(p.readAllStandardError())};
+            QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
 }
 
 // The closing counters: files, done, failed, indexed before, in work, left.
 QStringList Counters(int files, int done, int errors, int left) {
-    return QStringLiteral(
-               "Кол-во файлов: %1|Обработано: %2|Ошибка: %3|Проиндексировано ранее: 0|В обработке: "
-               "0|Осталось: %4")
-        .arg(files)
-        .arg(done)
-        .arg(errors)
-        .arg(left)
-        .split(u'|');
+    const QString text =
+        "Кол-во файлов: %1|Обработано: %2|Ошибка: %3|Проиндексировано ранее: 0|В обработке: 0|Осталось: %4";
+    return text.arg(files).arg(done).arg(errors).arg(left).split(u'|');
 }
 
 class CliIndexTest : public ::testing::Test {
@@ -63,17 +52,15 @@ protected:
         EXPECT_TRUE(QFile::copy(fixture, path)) << fixture.toStdString();
         return path;
     }
-    // Starts index --db <db> `args` in the test's folder, bound by file modes even as root; with `ownGroup`
-    // in a process group of its own, as a shell's job.
-    void Start(QProcess& p, const QStringList& args, bool ownGroup = false) {
+    // Starts index --db <db> `args` in the test's folder, bound by file modes even as root, in a process
+    // group of its own as a shell's job.
+    void Start(QProcess& p, const QStringList& args) {
         p.setWorkingDirectory(dir.Path());
         p.setProcessEnvironment(env);
-        p.setChildProcessModifier([ownGroup] {
+        p.setChildProcessModifier([] {
             ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0);
             ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH, 0, 0, 0);
-            if (ownGroup) {
-                ::setpgid(0, 0);
-            }
+            ::setpgid(0, 0);
         });
         p.start(test::BinPath(QStringLiteral("tembrix-cli")), QStringList{"index", "--db", db} + args);
     }
@@ -93,13 +80,13 @@ TEST_F(CliIndexTest, PathsAreQueuedWithFullNamesThenIndexedReportedAndCounted) {
     const QString named = Place(fx.Tone(".wav", 61, 3), "named.wav");
     QProcess p;
     Start(p, {"--threads", "2", "--no-copy", "--sox", "sox", "--ffmpeg", "ffmpeg", "media", "named.wav"});
-    const Ended e = Wait(p);
-    EXPECT_EQ(e.code, 1) << e.err.toStdString();
-    const QStringList report = e.out.mid(0, e.out.size() - 6);
+    const test::CliResult e = Wait(p);
+    EXPECT_EQ(e.exitCode, 1) << e.err.toStdString();
+    const QStringList out = e.OutLines(), report = out.mid(0, out.size() - 6);
     EXPECT_EQ(QSet<QString>(report.begin(), report.end()),
               (QSet<QString>{"Обработан успешно: " + mp3, "Обработан успешно: " + named,
                              "Очень маленький размер аудио данных! - " + shortWav}));
-    EXPECT_EQ(e.out.mid(e.out.size() - 6), Counters(3, 2, 1, 0));
+    EXPECT_EQ(out.mid(out.size() - 6), Counters(3, 2, 1, 0));
     EXPECT_TRUE(e.err.contains("Задание выполнено!") && !e.err.contains("files "));
     EXPECT_EQ(Rows().size(), 2);
 }
@@ -117,7 +104,6 @@ TEST_F(CliIndexTest, UsageAndConfigurationErrorsExitWithTwoAndIndexNothing) {
     } cases[] = {
         {{}, "Usage: tembrix-cli index"},
         {{"--threads", "0", media}, "--threads needs a whole number of 1 or more"},
-        {{"--threads", "two", media}, "--threads needs a whole number of 1 or more"},
         {{"--work-dir", unmade, dir.File("none.mp3")}, "Не найден файл: "},
         {{"--work-dir", unmade, locked, media}, "Cannot read the folder: " + locked.toUtf8()},
         {{"--work-dir", unmade, dir.Write("notes.txt", "x")}, "Добавьте в список аудио или видео файлы!"},
@@ -129,12 +115,11 @@ TEST_F(CliIndexTest, UsageAndConfigurationErrorsExitWithTwoAndIndexNothing) {
         SCOPED_TRACE(c.args.join(u' ').toStdString());
         QProcess p;
         Start(p, c.args);
-        const Ended e = Wait(p);
-        EXPECT_EQ(e.code, 2);
-        EXPECT_TRUE(e.err.contains(QString::fromUtf8(c.says)) && e.out.isEmpty()) << e.err.toStdString();
+        const test::CliResult e = Wait(p);
+        EXPECT_TRUE(e.exitCode == 2 && e.err.contains(QString::fromUtf8(c.says)) && e.out.isEmpty())
+            << e.err.toStdString();
     }
-    EXPECT_TRUE(Rows().empty());
-    EXPECT_FALSE(QFileInfo::exists(unmade));
+    EXPECT_TRUE(Rows().empty() && !QFileInfo::exists(unmade));
     QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
@@ -145,10 +130,10 @@ TEST_F(CliIndexTest, ThreadsAreCappedAndAMissingWorkFolderIsMadeAndLeftEmpty) {
     const QString work = dir.File(QStringLiteral("new/work"));
     QProcess p;
     Start(p, {"--threads", "99999999", "--work-dir", work, "a.wav"});
-    const Ended e = Wait(p);
-    EXPECT_EQ(e.code, 0) << e.err.toStdString();
-    EXPECT_TRUE(e.err.contains(QStringLiteral("--threads 99999999 is more than the")));
-    EXPECT_EQ(e.out, QStringList{QStringLiteral("Обработан успешно: ") + media} + Counters(1, 1, 0, 0));
+    const test::CliResult e = Wait(p);
+    EXPECT_TRUE(e.exitCode == 0 && e.err.contains(QStringLiteral("--threads 99999999 is more than the")))
+        << e.err.toStdString();
+    EXPECT_EQ(e.OutLines(), QStringList{"Обработан успешно: " + media} + Counters(1, 1, 0, 0));
     EXPECT_TRUE(QDir(work).exists() && QDir(work).isEmpty());
 }
 
@@ -162,28 +147,26 @@ TEST_F(CliIndexTest, CtrlCAndSigtermStopTheJobLikeTheStopCommand) {
         dir.File(QStringLiteral("tools")), QStringLiteral("sox"),
         QStringLiteral("touch '%1'; sleep 1; exec '%2' \"$@\"").arg(started, test::RealSox()));
     auto& fx = MediaFixtures::Instance();
-    const QStringList files = {Place(fx.Tone(".flac", 61, 0), "m0.flac"),
-                               Place(fx.Tone(".flac", 61, 1), "m1.flac"),
-                               Place(fx.Tone(".flac", 61, 2), "m2.flac")};
+    QStringList files;
+    for (int i = 0; i < 3; ++i) {
+        files.append(Place(fx.Tone(".flac", 61, i), QStringLiteral("m%1.flac").arg(i)));
+    }
     for (const auto& [signal, toGroup] : {std::pair{SIGINT, true}, {SIGTERM, false}}) {
         SCOPED_TRACE(signal);
         QFile::remove(started);
         QProcess p;
-        Start(
-            p,
-            QStringList{"--threads", "1", "--work-dir", work, "--sox", sox, "--ffmpeg", test::RealFfmpeg()} +
-                files,
-            true);
-        QDeadlineTimer deadline(60000);
-        while (!QFileInfo::exists(started) && !deadline.hasExpired()) {
+        Start(p, QStringList{"--threads", "1", "--work-dir", work, "--sox", sox, "--ffmpeg",
+                             test::RealFfmpeg()} +
+                     files);
+        for (QDeadlineTimer deadline(60000); !QFileInfo::exists(started) && !deadline.hasExpired();) {
             QThread::msleep(10);
         }
         ASSERT_TRUE(QFileInfo::exists(started));
         const auto pid = static_cast<pid_t>(p.processId());
         ::kill(toGroup ? -pid : pid, signal);
-        const Ended e = Wait(p);
-        EXPECT_EQ(e.code, 1);
-        EXPECT_EQ(e.out, QStringList{QStringLiteral("Остановлен: ") + files[0]} + Counters(3, 0, 0, 2));
+        const test::CliResult e = Wait(p);
+        EXPECT_EQ(std::pair(e.exitCode, e.OutLines()),
+                  std::pair(1, QStringList{"Остановлен: " + files[0]} + Counters(3, 0, 0, 2)));
         EXPECT_TRUE(e.err.contains(QStringLiteral("Индексация остановлена!")) &&
                     !e.err.contains(QStringLiteral("Задание выполнено!")))
             << e.err.toStdString();

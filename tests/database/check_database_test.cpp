@@ -17,34 +17,29 @@ namespace {
 
 using test::RawRow;
 
-// What a run delivered to the main thread, in order.
+// What a run delivered to the main thread; `events` in order: "lines", "failure", "finish <progress>".
 struct CheckRun {
-    QStringList lines, failures;
-    int finishes = 0, finishProgress = -1;
-    bool finishedLast = false;  // nothing arrived after the finish notification
+    QStringList lines, failures, events;
+    bool FinishedOnceLastAt100() const {
+        return events.filter("finish") == QStringList{"finish 100"} && events.last() == "finish 100";
+    }
 };
 
-// Runs `worker` to its end; with `stop`, stops it at the first lines (its long closing pause then cut short).
-CheckRun RunCheck(CheckDatabase& worker, bool stop = false) {
+// Runs a check of `store` to its end; with `stop`, stops it at the first lines (its closing pause then cut
+// short).
+CheckRun RunCheck(TDataModule1& store, bool stop = false) {
+    CheckDatabase worker(store);
     CheckRun run;
     worker.finishPauseMs = stop ? 60000 : 0;
     worker.onLines = [&](const QStringList& lines) {
         EXPECT_TRUE(OnMainThread());
-        run.lines += lines;
+        run.lines += lines, run.events << "lines";
         if (stop) {
             worker.requestInterruption();
         }
-        run.finishedLast = false;
     };
-    worker.onFailure = [&](const QString& error) {
-        run.failures.append(error);
-        run.finishedLast = false;
-    };
-    worker.onFinish = [&] {
-        ++run.finishes;
-        run.finishProgress = worker.progress.load();
-        run.finishedLast = true;
-    };
+    worker.onFailure = [&](const QString& error) { run.failures << error, run.events << "failure"; };
+    worker.onFinish = [&] { run.events << QStringLiteral("finish %1").arg(worker.progress.load()); };
     test::RunToEnd(worker);
     return run;
 }
@@ -60,8 +55,7 @@ RawRow Row(const QString& md5, const QString& path, int values = 6000, int64_t s
 class CheckDatabaseTest : public ::testing::Test {
 protected:
     void Make(const std::vector<RawRow>& rows) {
-        ASSERT_TRUE(test::MakeDatabase(path, rows));
-        ASSERT_TRUE(store.Connect(path));
+        ASSERT_TRUE(test::MakeDatabase(path, rows) && store.Connect(path));
     }
 
     test::TempDir dir;
@@ -76,26 +70,17 @@ protected:
 // wrong figure, a pass out of order, and a finish that is not last or not at 100 %.
 TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
     RawRow emptyText = Row("e1", existing);
-    emptyText.sha2.clear();
-    emptyText.sourceFileName.clear();
-    emptyText.info.clear();
+    std::tie(emptyText.sha2, emptyText.sourceFileName, emptyText.info) = std::tuple("", "", "");
     RawRow lowNumbers = Row("e2", existing);
-    lowNumbers.infoNull = true;
-    lowNumbers.duration = 0;
-    lowNumbers.allTracks = 0;
+    std::tie(lowNumbers.infoNull, lowNumbers.duration, lowNumbers.allTracks) = std::tuple(true, 0, 0);
     RawRow oddIndex = Row("s2", existing, 500, 1001);
-    oddIndex.indexData += "\xFF";           // the odd byte is no value
-    std::vector<uint16_t> values(6003, 7);  // three values past the last group of four
-    for (const auto& [i, v] : std::vector<std::pair<size_t, uint16_t>>{
-             {10, 0x7FFF}, {20, 0x8000}, {30, 0xFFFF}, {5999, 0x8001}, {6002, 0x8000}}) {
-        values[i] = v;  // the last four negative
-    }
-    RawRow negative = Row("n1", existing);
+    oddIndex.indexData += "\xFF";                 // the odd byte is no value
+    std::vector<uint16_t> values(70003, 0xFFFF);  // a count past 16 bits, three past the last group of 4
+    values[10] = 0x7FFF, values[20] = 0x8000, values[30] = 7;
+    RawRow negative = Row("n1", existing, 0, 2 * 70003);
     negative.indexData = test::EnvelopeBytes(values);
-    negative.indexSize = negative.indexData.size();
-    RawRow justUnderMinute = Row("b1", existing, 3000);
+    RawRow justUnderMinute = Row("b1", existing, 3000, 5999);
     justUnderMinute.indexData.chop(1);
-    justUnderMinute.indexSize = 5999;
     RawRow noSize = Row("sz", existing);
     noSize.sourceSize.clear();
     const QString gone = dir.File(QStringLiteral("music/0gone.mp3"));      // read before the files that exist
@@ -106,67 +91,37 @@ TEST_F(CheckDatabaseTest, KnownFaultsGiveExactlyTheirLinesPassByPass) {
           Row("m1", existing, 3000, 5000), negative, Row("p1", missing),   // 10 .. 12
           Row("z1", existing, 0), justUnderMinute, Row("b2", existing, 3000), noSize,  // 13 .. 16
           Row("p2", dir.Path()), Row("p3", gone), Row("p4", other)});                  // 17 (a folder) .. 19
-    CheckDatabase worker(store);
-    const CheckRun run = RunCheck(worker);
+    const CheckRun run = RunCheck(store);
 
     ASSERT_EQ(run.lines.size(), 19) << run.lines.join(u'\n').toStdString();
     // Which row of a duplicate group names it is SQLite's choice.
     EXPECT_TRUE(QRegularExpression("^Id=[12]\tНайдены  дубликаты \\(2\\)$").match(run.lines[0]).hasMatch());
     EXPECT_TRUE(QRegularExpression("^Id=[345]\tНайдены  дубликаты \\(3\\)$").match(run.lines[1]).hasMatch());
-    const QStringList expected = {
-        "Id=6\tНайдены пустые поля (sha2, source_file_name, info)",
-        "Id=7\tНайдены пустые поля (duration, all_tracks, info)",
-        "Id=8\tНайдены короткие индексы (1000)",
-        "Id=13\tНайдены пустые поля (index_size)",
-        "Id=13\tНайдены короткие индексы (0)",
-        "Id=16\tНайдены пустые поля (source_size)",
-        "Id=12\tИсходный файл не найден: " + missing,
-        "Id=17\tИсходный файл не найден: " + dir.Path(),
-        "Id=18\tИсходный файл не найден: " + gone,
-        "Id=19\tИсходный файл не найден: " + other,
-        "Id=8\tРазмер индексных данных (1000) менее минуты!",
-        "Id=9\tРазмер индексных данных (1001) менее минуты!",
-        "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)",
-        "Id=10\tРазмер индексных данных (6000) менее минуты!",
-        "Id=11\tОбнаружено (4) отрицательных значений огибающей!",
-        "Id=13\tИндексные данные отстутствуют!",
-        "Id=14\tРазмер индексных данных (5999) менее минуты!",
-    };
-    EXPECT_EQ(run.lines.mid(2), expected);
-    EXPECT_TRUE(run.failures.isEmpty());
-    EXPECT_EQ(run.finishes, 1);
-    EXPECT_EQ(run.finishProgress, 100);
-    EXPECT_TRUE(run.finishedLast);
-    EXPECT_TRUE(messages.shown.isEmpty());
-}
-
-// Nearly seven hours of audio, every value negative: catches a counter too small, and an index option
-// that does not run the whole index pass (the other options are mapped by the command-line check test).
-TEST_F(CheckDatabaseTest, CountsEveryNegativeValueOfAVeryLongEnvelopeWithEitherIndexOption) {
-    RawRow longTrack = Row("long", existing);
-    longTrack.indexData = test::EnvelopeBytes(std::vector<uint16_t>(2500001, 0xFFFF));
-    longTrack.indexSize = longTrack.indexData.size();
-    Make({longTrack});
-    for (const bool values : {true, false}) {
-        CheckDatabase worker(store);
-        worker.checkIndexValues = values;
-        worker.checkIndexSizes = !values;
-        EXPECT_EQ(RunCheck(worker).lines,
-                  QStringList{"Id=1\tОбнаружено (2500001) отрицательных значений огибающей!"});
-    }
+    const QString expected =
+        "Id=6\tНайдены пустые поля (sha2, source_file_name, info)\nId=7\tНайдены пустые поля (duration, "
+        "all_tracks, info)\nId=8\tНайдены короткие индексы (1000)\nId=13\tНайдены пустые поля (index_size)\n"
+        "Id=13\tНайдены короткие индексы (0)\nId=16\tНайдены пустые поля (source_size)\n"
+        "Id=12\tИсходный файл не найден: %1\nId=17\tИсходный файл не найден: %2\n"
+        "Id=18\tИсходный файл не найден: %3\nId=19\tИсходный файл не найден: %4\n"
+        "Id=8\tРазмер индексных данных (1000) менее минуты!\nId=9\tРазмер индексных данных (1001) менее "
+        "минуты!\n"
+        "Id=10\tРеальный размер индексных данных (6000) отличен от значения поля index_size (5000)\n"
+        "Id=10\tРазмер индексных данных (6000) менее минуты!\nId=11\tОбнаружено (70001) отрицательных "
+        "значений "
+        "огибающей!\nId=13\tИндексные данные отстутствуют!\nId=14\tРазмер индексных данных (5999) менее "
+        "минуты!";
+    EXPECT_EQ(run.lines.mid(2).join(u'\n'), expected.arg(missing, dir.Path(), gone, other));
+    EXPECT_TRUE(run.failures.isEmpty() && messages.shown.isEmpty() && run.FinishedOnceLastAt100());
 }
 
 // Catches a failing pass that ends the check, or is not told.
 TEST_F(CheckDatabaseTest, WithoutTheTableEveryPassFailsOnItsOwn) {
     ASSERT_TRUE(store.Connect(dir.File(QStringLiteral("bare.db"))));
-    CheckDatabase worker(store);
-    const CheckRun run = RunCheck(worker);
+    const CheckRun run = RunCheck(store);
     EXPECT_EQ(run.failures, (QStringList{"Ошибка чтения количества записей!", "Ошибка поиска дубликатов!",
                                          "Ошибка поиска пустых полей!", "Ошибка чтения списка файлов!",
                                          "Ошибка чтения индексных данных!"}));
-    EXPECT_TRUE(run.lines.isEmpty());
-    EXPECT_EQ(run.finishes, 1);
-    EXPECT_TRUE(run.finishedLast);
+    EXPECT_TRUE(run.lines.isEmpty() && run.FinishedOnceLastAt100()) << run.events.join(u',').toStdString();
 }
 
 // Catches a stop that lets the pass run on or the later passes report, or that loses the finish. The stop
@@ -178,27 +133,10 @@ TEST_F(CheckDatabaseTest, StopInAPassEndsItAndSkipsTheRowsOfTheRest) {
         rows.back().created.clear();
     }
     Make(rows);
-    CheckDatabase whole(store);
-    const QStringList all = RunCheck(whole).lines;
-    CheckDatabase worker(store);
-    const CheckRun run = RunCheck(worker, true);
-    ASSERT_FALSE(run.lines.isEmpty());
-    EXPECT_LT(run.lines.size(), all.size());
-    EXPECT_EQ(run.lines, all.mid(0, run.lines.size()));
-    EXPECT_EQ(run.finishes, 1);
-    EXPECT_EQ(run.finishProgress, 100);
-}
-
-// Catches a worker destroyed in its closing pause or in a notification that hangs or loses the finish.
-TEST_F(CheckDatabaseTest, DestroyingARunningWorkerJoinsItAndDeliversTheFinish) {
-    Make({Row("x", missing), Row("y", missing)});
-    int finishes = 0;
-    {
-        CheckDatabase worker(store);
-        worker.onFinish = [&] { ++finishes; };
-        worker.start();
-    }
-    EXPECT_EQ(finishes, 1);
+    const QStringList all = RunCheck(store).lines;
+    const CheckRun run = RunCheck(store, true);
+    EXPECT_TRUE(!run.lines.isEmpty() && run.lines.size() < all.size() &&
+                run.lines == all.mid(0, run.lines.size()) && run.FinishedOnceLastAt100());
 }
 
 }  // namespace

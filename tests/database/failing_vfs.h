@@ -1,14 +1,12 @@
 #pragma once
-// A VFS made SQLite's default while it lives, failing one database file and its journal (for tests run as
-// root, where file modes stop nothing). DiskFull: the two may grow by `budget` bytes in all, then
-// SQLITE_FULL. ReadOnly: the database file is opened read-only. Connections opened before it are not
-// affected.
+// A VFS made SQLite's default while it lives (connections opened before it are not affected), failing one
+// database file and its journal even as root. DiskFull: the two may grow by `budget` bytes in all, then
+// SQLITE_FULL. ReadOnly: the database file is opened read-only.
 
 #include <sqlite3.h>
 
 #include <QFileInfo>
 #include <QString>
-#include <atomic>
 #include <limits>
 #include <mutex>
 #include <string>
@@ -37,19 +35,12 @@ public:
         s_self = nullptr;
     }
     FailingVfs(const FailingVfs&) = delete;
-    FailingVfs& operator=(const FailingVfs&) = delete;
 
-    // The growth reached at each commit's first growing write to the database file after a journal sync.
-    std::vector<int64_t> CommitStarts() const {
-        std::lock_guard lock(m_mutex);
-        return m_commitStarts;
-    }
-    // The growth reached at the first write to each new journal: where a transaction began changing pages.
-    std::vector<int64_t> BatchStarts() const {
-        std::lock_guard lock(m_mutex);
-        return m_batchStarts;
-    }
-    // Whether a refused write was one to the database file (a commit's).
+    // The growth reached at the first write to each new journal (where a transaction began changing pages),
+    // and at each commit's first growing write to the database file after a journal sync. Read once ended.
+    const std::vector<int64_t>& BatchStarts() const { return m_batchStarts; }
+    const std::vector<int64_t>& CommitStarts() const { return m_commitStarts; }
+    // Whether a refused write was one to the database file (a commit's). Read once ended.
     bool RefusedAtCommit() const { return m_refusedAtCommit; }
 
 private:
@@ -132,12 +123,12 @@ private:
     int64_t m_budget;
     sqlite3_vfs* m_real = nullptr;
     sqlite3_vfs m_vfs{};
-    mutable std::mutex m_mutex;  // guards the members below and the growth test of Write
+    std::mutex m_mutex;  // guards the members below and the growth test of Write
     int64_t m_grown = 0;
     bool m_journalSynced = false;
     bool m_newJournal = false;
     std::vector<int64_t> m_commitStarts, m_batchStarts;
-    std::atomic<bool> m_refusedAtCommit{false};
+    bool m_refusedAtCommit = false;
 };
 
 }  // namespace tembrix::test

@@ -104,12 +104,10 @@ inline bool DamageRows(const QString& path) {
 inline QStringList Texts(const QString& path, const QString& sql) {
     SqliteConnection c;
     QStringList texts;
-    if (!c.Open(path)) {
-        return texts;
-    }
-    SqliteStatement q(c, sql);
-    while (q.Next()) {
-        texts.append(q.Text(0));
+    if (c.Open(path)) {
+        for (SqliteStatement q(c, sql); q.Next();) {
+            texts.append(q.Text(0));
+        }
     }
     return texts;
 }
