@@ -17,12 +17,7 @@ namespace {
 using test::ReadFile;
 
 Settings NonDefault() {
-    return {QStringLiteral("/opt/ffmpeg/bin/ffmpeg"),
-            QStringLiteral("/opt/sox/sox"),
-            QStringLiteral("/mnt/ram"),
-            QStringLiteral("/data/base.db"),
-            3,
-            false};
+    return {"/opt/ffmpeg/bin/ffmpeg", "/opt/sox/sox", "/mnt/ram", "/data/base.db", 3, false};
 }
 
 // All six values in one text, for comparing whole settings.
@@ -37,15 +32,13 @@ TEST(Settings, RoundTripKeepsPathsWithAwkwardCharacters) {
     test::TempDir dir;
     test::RecordingMessages messages;
     const QString ini = dir.File(QStringLiteral("tembrix.ini"));
-    for (const QString& path :
-         {QStringLiteral("/home/Музыка, старое/a;b/#c=d"), QStringLiteral(" \"/back\\slash\" ")}) {
+    for (const QString path : {"/home/Музыка, старое/a;b/#c=d", " \"/back\\slash\" "}) {
         Settings written = NonDefault();
         written.dbPath = path;
         written.workDir = path + QStringLiteral("/work");
         ASSERT_TRUE(WriteSettings(ini, written));
         Settings read;
-        ASSERT_TRUE(ReadSettings(ini, read, 64));
-        EXPECT_EQ(Text(written), Text(read)) << path.toStdString();
+        EXPECT_TRUE(ReadSettings(ini, read, 64) && Text(written) == Text(read)) << path.toStdString();
     }
     EXPECT_TRUE(messages.shown.isEmpty());
 }
@@ -72,23 +65,15 @@ TEST(Settings, WritesSectionsKeysAndBooleanAsOneOrZero) {
 
 // Catches a key left unread, a bad number not read as the default, and the thread limit not capped.
 TEST(Settings, ThreadsAndCopyFlagOnReading) {
-    const struct {
-        const char* indexingSection;
-        const char* read;
-    } cases[] = {{"Threads=64\nCopyToWorkDir=1\n", "||||4|copy"},
-                 {"Threads=0\n", "||||0|copy"},
-                 {"Threads=many\nCopyToWorkDir=yes\n", "||||1|copy"},
-                 {"Threads= 2 \nCopyToWorkDir=7\n", "||||2|copy"},
-                 {"CopyToWorkDir=0\n", "||||1|no copy"}};
     test::TempDir dir;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.indexingSection);
-        Settings s = NonDefault();
-        s.threads = 99;
-        s.copyToWorkDir = !QByteArray(c.read).endsWith("|copy");
-        ASSERT_TRUE(ReadSettings(
-            dir.Write(QStringLiteral("t.ini"), QByteArray("[Indexing]\n") + c.indexingSection), s, 4));
-        EXPECT_EQ(QString::fromUtf8(c.read), Text(s));
+    for (const auto& [section, read] : {std::pair{"Threads=64\nCopyToWorkDir=1\n", "||||4|copy"},
+                                        {"Threads=0\n", "||||0|copy"},
+                                        {"Threads=many\nCopyToWorkDir=yes\n", "||||1|copy"},
+                                        {"Threads= 2 \nCopyToWorkDir=7\n", "||||2|copy"},
+                                        {"CopyToWorkDir=0\n", "||||1|no copy"}}) {
+        Settings s{{}, {}, {}, {}, 99, !QByteArray(read).endsWith("|copy")};
+        ASSERT_TRUE(ReadSettings(dir.Write("t.ini", QByteArray("[Indexing]\n") + section), s, 4));
+        EXPECT_EQ(QString::fromUtf8(read), Text(s)) << section;
     }
 }
 
@@ -112,47 +97,37 @@ TEST(Settings, ReadingChangesNoFileAndFailuresSaySo) {
     test::RecordingMessages messages;
     const QString absent = dir.File(QStringLiteral("absent.ini"));
     Settings s = NonDefault();
-    EXPECT_TRUE(ReadSettings(absent, s, 8));
-    EXPECT_EQ(Text(NonDefault()), Text(s));
-    EXPECT_FALSE(QFileInfo::exists(absent));
+    EXPECT_TRUE(ReadSettings(absent, s, 8) && Text(NonDefault()) == Text(s) && !QFileInfo::exists(absent));
     const QByteArray content = "[Indexing]\r\nThreads=2\r\n[Other]\r\nKey=1\r\n";
     const QString ini = dir.Write(QStringLiteral("tembrix.ini"), content);
-    ASSERT_TRUE(ReadSettings(ini, s, 8));
-    EXPECT_EQ(content, ReadFile(ini));
-    EXPECT_TRUE(messages.shown.isEmpty());
+    EXPECT_TRUE(ReadSettings(ini, s, 8) && content == ReadFile(ini) && messages.shown.isEmpty());
 
     s = NonDefault();
-    ASSERT_TRUE(QDir().mkpath(dir.File(QStringLiteral("t.ini"))));
-    EXPECT_FALSE(ReadSettings(dir.File(QStringLiteral("t.ini")), s, 8));
-    EXPECT_EQ(Text(NonDefault()), Text(s));
+    ASSERT_TRUE(QDir().mkpath(dir.File("t.ini")));
+    EXPECT_TRUE(!ReadSettings(dir.File("t.ini"), s, 8) && Text(NonDefault()) == Text(s));
     EXPECT_FALSE(WriteSettings(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/t.ini"), s));
-    EXPECT_EQ((QStringList{QStringLiteral("Ошибка чтения INI файла!"),
-                           QStringLiteral("Ошибка записи INI файла! ")}),
-              messages.shown);
+    EXPECT_EQ((QStringList{"Ошибка чтения INI файла!", "Ошибка записи INI файла! "}), messages.shown);
 }
 
 // Catches the files put in the fall-back folder while the program folder is writable, or not moved
 // there when it is not (a folder under a regular file, which stops even root); Locate creates nothing.
 TEST(ProgramFiles, ProgramFolderOrFallBack) {
     test::TempDir dir;
-    const QString dataHome = dir.File(QStringLiteral("data-home"));
+    const QString dataHome = dir.File("data-home");
     const bool hadHome = qEnvironmentVariableIsSet("XDG_DATA_HOME");
     const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
     qputenv("XDG_DATA_HOME", dataHome.toUtf8());
     const auto restore =
         qScopeGuard([&] { hadHome ? qputenv("XDG_DATA_HOME", oldHome) : qunsetenv("XDG_DATA_HOME"); });
     const auto where = [](const ProgramFiles& f) { return QStringList{f.programDir, f.iniPath, f.logPath}; };
-    const QString prog = dir.File(QStringLiteral("prog"));
-    EXPECT_EQ(
-        where(ProgramFiles::Settle(dir.Write(QStringLiteral("prog/tembrix"), ""))),
-        (QStringList{prog, prog + QStringLiteral("/tembrix.ini"), prog + QStringLiteral("/tembrix.log")}));
+    const QString prog = dir.File("prog");
+    EXPECT_EQ(where(ProgramFiles::Settle(dir.Write("prog/tembrix", ""))),
+              (QStringList{prog, prog + "/tembrix.ini", prog + "/tembrix.log"}));
     EXPECT_FALSE(QFileInfo::exists(dataHome));
-    const QString program = dir.Write(QStringLiteral("blocker"), "") + QStringLiteral("/bin/tembrix");
-    const QString folder = dataHome + QStringLiteral("/Вокалис");
+    const QString program = dir.Write("blocker", "") + "/bin/tembrix", folder = dataHome + "/Вокалис";
     EXPECT_EQ(folder, FallbackSettingsFolder());
     const QStringList located = where(ProgramFiles::Locate(program)).mid(1);
-    EXPECT_EQ(located, (QStringList{folder + QStringLiteral("/tembrix.ini"),
-                                    folder + QStringLiteral("/tembrix.log")}));
+    EXPECT_EQ(located, (QStringList{folder + "/tembrix.ini", folder + "/tembrix.log"}));
     EXPECT_FALSE(QFileInfo::exists(folder));
     EXPECT_EQ(where(ProgramFiles::Settle(program)).mid(1), located);
     EXPECT_TRUE(QFileInfo(folder).isDir());
