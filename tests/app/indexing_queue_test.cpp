@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <QDate>
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
-#include <QTime>
 
 #include <sys/stat.h>
 
@@ -22,11 +19,11 @@ namespace {
 const QByteArray kBom("\xEF\xBB\xBF");
 using test::ReadFile;
 
-// Creates `count` media files a0.mp3 … in the folder and returns their paths.
+// Creates `count` media files а0.mp3 … (Cyrillic а) in the folder and returns their paths.
 QStringList MakeFiles(const test::TempDir& dir, int count) {
     QStringList paths;
     for (int i = 0; i < count; ++i) {
-        paths.append(dir.Write(QStringLiteral("a%1.mp3").arg(i), "x"));
+        paths.append(dir.Write(QStringLiteral("а%1.mp3").arg(i), "x"));
     }
     return paths;
 }
@@ -88,14 +85,10 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
         const QString& p = files[random.bounded(static_cast<int>(files.size()))];
         if (op < 5) {
             EXPECT_EQ(!model.contains(p), queue.AddFile(p));
-            if (!model.contains(p)) {
-                model.append(p);
-            }
+            model += model.contains(p) ? QStringList() : QStringList{p};
         } else if (op == 5) {
             EXPECT_EQ(inside, queue.Delete(index));
-            if (inside) {
-                model.removeAt(index);
-            }
+            model = inside ? model.mid(0, index) + model.mid(index + 1) : model;
         } else if (op == 6) {
             EXPECT_EQ(inside, queue.DeleteBefore(index));
             model = inside ? model.mid(index) : model;
@@ -117,20 +110,9 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
     EXPECT_TRUE(queue.Count() == 0 && !queue.Contains(model.value(0, files[0])));
 }
 
-// Catches a list saved without its byte-order mark or with the wrong line ends.
-TEST(IndexingQueueList, SaveWritesBomAndOnePathPerLine) {
-    test::TempDir dir;
-    const QStringList files = {dir.Write("Песни/первая песня.mp3", "x"), dir.Write("b.mkv", "x")};
-    const QString list = dir.File("q.list");
-    IndexingQueue queue;
-    ASSERT_TRUE(queue.AddFile(files[0]) && queue.AddFile(files[1]) && queue.Save(list));
-    EXPECT_EQ(kBom + files[0].toUtf8() + "\n" + files[1].toUtf8() + "\n", ReadFile(list));
-    EXPECT_TRUE(IndexingQueue().Save(list) && ReadFile(list) == kBom);
-}
-
-// Catches a list read with the wrong line ends, kept duplicates or unsupported names, a FIFO let in, and
-// an open that does not clear the queue first.
-TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
+// Catches a list read with the wrong line ends, kept duplicates or unsupported names, a FIFO let in, an
+// open that does not clear the queue first, and a list saved without its byte-order mark or with CR LF.
+TEST(IndexingQueueList, OpenDropsWhatAddFileRefusesAndSaveWritesBomAndLf) {
     test::TempDir dir;
     test::RecordingMessages messages;
     const QStringList files = MakeFiles(dir, 3);
@@ -155,6 +137,11 @@ TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
         EXPECT_EQ(0, queue.CountWithStatus(kStatusError));
     }
     EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + fifo}), messages.shown);
+    const QString list = dir.File("q.list");
+    IndexingQueue queue;
+    ASSERT_TRUE(queue.AddFile(files[0]) && queue.AddFile(files[1]) && queue.Save(list));
+    EXPECT_EQ(kBom + a + "\n" + b + "\n", ReadFile(list));
+    EXPECT_TRUE(IndexingQueue().Save(list) && ReadFile(list) == kBom);
 }
 
 }  // namespace
