@@ -43,8 +43,8 @@ struct Job {
                RunUntil([this] { return !scheduler.IsRunning(); });
     }
     QString Add(const QString& file) { return queue.AddFile(file) ? file : QString(); }
-    QString Tool(const char* name, const QString& body) {
-        return test::WriteFakeTool(Dir("tools"), QString::fromLatin1(name), body);
+    QString Tool(const char* name, const QString& body, const char* folder = "tools") {
+        return test::WriteFakeTool(Dir(folder), QString::fromLatin1(name), body);
     }
     QStringList Left() const {
         return QDir(box.WorkDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
@@ -58,20 +58,12 @@ struct Job {
     IndexingScheduler& scheduler;
 };
 
-QString Tone(int variant) {
-    return MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61, variant);
-}
-
 // Catches a start check skipped or out of order (busy work folder and missing ffprobe included), a missing
 // tool setting accepted, and an empty one not filled in by the locator.
 TEST(IndexingScheduler, StartChecksComeInOrder) {
     Job job;
-    const QString nowhere = QStringLiteral("/nowhere/tool");
-    job.settings = Settings{nowhere, nowhere, QString(), job.Dir("gone.db"), 1, true};
+    job.settings = Settings{"/nowhere/tool", "/nowhere/tool", QString(), job.Dir("gone.db"), 1, true};
     std::unique_ptr<IndexingScheduler> other;
-    const auto beside = [&](const char* tool) {
-        return test::WriteFakeTool(job.Dir("program"), tool, "exit 0");
-    };
     const std::pair<std::function<void()>, Start> steps[] = {
         {[] {}, Start::NoWorkDir},
         {[&] {
@@ -80,8 +72,8 @@ TEST(IndexingScheduler, StartChecksComeInOrder) {
          Start::WorkDirBusy},
         {[&] { other.reset(); }, Start::NoDatabase},
         {[&] { job.settings.dbPath = job.box.DbPath(); }, Start::NoFfmpeg},
-        {[&] { job.settings.ffmpegPath.clear(), beside("ffmpeg"); }, Start::NoFfprobe},
-        {[&] { beside("ffprobe"); }, Start::NoSox},
+        {[&] { job.settings.ffmpegPath.clear(), job.Tool("ffmpeg", "exit 0", "program"); }, Start::NoFfprobe},
+        {[&] { job.Tool("ffprobe", "exit 0", "program"); }, Start::NoSox},
         {[&] { job.settings.soxPath.clear(); }, Start::EmptyQueue},
     };
     for (const auto& [mend, result] : steps) {
@@ -139,7 +131,7 @@ TEST(IndexingScheduler, WorkersNeverShareASlotAndStayWithinTheThreadLimit) {
                                            "for last; do :; done; head -c 5856000 /dev/zero > \"$last\"")
                                 .arg(used, clash));
         for (int v = 0; v < 4; ++v) {
-            job.Add(Tone(v));
+            job.Add(MediaFixtures::Instance().Tone(".wav", 61, v));
         }
         QObject::connect(&job.scheduler, &IndexingScheduler::queueChanged, [&] {
             int inWork = 0;
@@ -181,7 +173,7 @@ TEST(IndexingScheduler, StopEndsHungToolsAndStoresNothing) {
         const QString file = job.Add(QLatin1String(extension) == QLatin1String(".mkv")
                                          ? MediaFixtures::Instance().Video(3)
                                          : MediaFixtures::Instance().Tone(extension, 61));
-        const QString waiting = job.Add(Tone(1));
+        const QString waiting = job.Add(MediaFixtures::Instance().Tone(".wav", 61, 1));
         ASSERT_EQ(job.scheduler.StartExecute(), Start::Started);
         int pid = 0;  // the shell makes the file before it writes the number into it
         ASSERT_TRUE(job.RunUntil([&] { return (pid = ReadText(pidFile).trimmed().toInt()) > 0; }));

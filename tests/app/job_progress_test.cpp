@@ -13,28 +13,20 @@ namespace {
 // are known, a division by nothing done, and a negative count when finished files are taken off the queue.
 TEST(JobProgressTest, CountsOnlyTheJobsOwnFilesAndScalesTheTimeByBytes) {
     const QueueTally atStart = QueueTally{4, 0, 3, 4000, 0, 900}, sizeless = QueueTally{4, 0, 3, 0, 0, 900};
-    const struct {
-        QueueTally start, now;
-        qint64 elapsedMs;
-        const char* expected;  // files done and total, bytes done and total, time left, permille
-    } cases[] = {{atStart, QueueTally{2, 2, 3, 2000, 2000, 900}, 5000, "0 4 0 4000 -1 0"},
-                 {atStart, QueueTally{1, 2, 4, 1000, 2000, 1900}, 10000, "1 4 1000 4000 30000 250"},
-                 {atStart, QueueTally{3, 1, 5, 5000, 1000, 3900}, 20000, "2 6 3000 9000 40000 333"},
-                 {atStart, QueueTally{0, 0, 7, 0, 0, 4900}, 8000, "4 4 4000 4000 0 1000"},
-                 {atStart, QueueTally{1, 0, 1, 1000, 0, 100}, 1000, "0 1 0 1000 -1 0"},
-                 {sizeless, QueueTally{1, 0, 6, 0, 0, 900}, 6000, "3 4 0 0 2000 750"}};
-    for (const auto& c : cases) {
+    // Expected: files done and total, bytes done and total, time left, permille.
+    for (const auto& [start, now, elapsedMs, expected] :
+         {std::tuple{atStart, QueueTally{2, 2, 3, 2000, 2000, 900}, 5000, "0 4 0 4000 -1 0"},
+          {atStart, QueueTally{1, 2, 4, 1000, 2000, 1900}, 10000, "1 4 1000 4000 30000 250"},
+          {atStart, QueueTally{3, 1, 5, 5000, 1000, 3900}, 20000, "2 6 3000 9000 40000 333"},
+          {atStart, QueueTally{0, 0, 7, 0, 0, 4900}, 8000, "4 4 4000 4000 0 1000"},
+          {atStart, QueueTally{1, 0, 1, 1000, 0, 100}, 1000, "0 1 0 1000 -1 0"},
+          {sizeless, QueueTally{1, 0, 6, 0, 0, 900}, 6000, "3 4 0 0 2000 750"}}) {
         JobProgress progress;
-        progress.Begin(c.start);
-        const ProgressSnapshot p = progress.Measure(c.now, c.elapsedMs);
-        EXPECT_EQ(QStringLiteral("%1 %2 %3 %4 %5 %6")
-                      .arg(p.filesDone)
-                      .arg(p.filesTotal)
-                      .arg(p.bytesDone)
-                      .arg(p.bytesTotal)
-                      .arg(p.leftMs)
-                      .arg(p.permille),
-                  QString::fromLatin1(c.expected));
+        progress.Begin(start);
+        const ProgressSnapshot p = progress.Measure(now, elapsedMs);
+        EXPECT_EQ(QString::asprintf("%lld %lld %llu %llu %lld %d", p.filesDone, p.filesTotal, p.bytesDone,
+                                    p.bytesTotal, p.leftMs, p.permille),
+                  QString::fromLatin1(expected));
     }
 }
 
