@@ -96,12 +96,11 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
             EXPECT_EQ(inside, queue.DeleteAfter(index));
             model = inside ? model.mid(0, index + 1) : model;
         } else if (op == 8 && inside) {
-            EXPECT_TRUE(queue.SetStatus(QString::number(step), model[index]));
-            EXPECT_EQ(QString::number(step), queue.At(index).status);
+            EXPECT_TRUE(queue.SetStatus(QString::number(step), model[index]) &&
+                        queue.At(index).status == QString::number(step));
         } else {
             const qsizetype at = model.indexOf(p);
-            EXPECT_EQ(at >= 0, queue.Contains(p));
-            EXPECT_EQ(at >= 0, queue.SetStatus(queue.StatusOf(p), p));
+            EXPECT_TRUE(queue.Contains(p) == (at >= 0) && queue.SetStatus(queue.StatusOf(p), p) == (at >= 0));
             EXPECT_EQ(at >= 0 ? queue.At(at).status : QString(), queue.StatusOf(p));
         }
         ASSERT_EQ(model, PathsOf(queue)) << "step " << step;

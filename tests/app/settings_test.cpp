@@ -22,33 +22,41 @@ Settings NonDefault() {
 
 // All six values in one text, for comparing whole settings.
 QString Text(const Settings& s) {
-    return QStringLiteral("%1|%2|%3|%4|%5|%6")
-        .arg(s.ffmpegPath, s.soxPath, s.workDir, s.dbPath, QString::number(s.threads),
-             s.copyToWorkDir ? QStringLiteral("copy") : QStringLiteral("no copy"));
+    return s.ffmpegPath + u'|' + s.soxPath + u'|' + s.workDir + u'|' + s.dbPath + u'|' +
+           QString::number(s.threads) + (s.copyToWorkDir ? "|copy" : "|no copy");
 }
 
-// Catches a path changed on its way through the INI file or read from a hand-written one cut short.
+// Catches a path changed on its way through the INI file or read from a hand-written one cut short, reading
+// that creates or rewrites the file, and failures to read or write not shown.
 TEST(Settings, RoundTripKeepsPathsWithAwkwardCharacters) {
     test::TempDir dir;
     test::RecordingMessages messages;
     const QString ini = dir.File(QStringLiteral("tembrix.ini"));
     for (const QString path : {"/home/Музыка, старое/a;b/#c=d", " \"/back\\slash\" "}) {
-        Settings written = NonDefault();
-        written.dbPath = path;
-        written.workDir = path + QStringLiteral("/work");
+        const Settings written{path + "/ffmpeg", path + "/sox", path + "/work", path, 3, false};
         ASSERT_TRUE(WriteSettings(ini, written));
         Settings read;
         EXPECT_TRUE(ReadSettings(ini, read, 64) && Text(written) == Text(read)) << path.toStdString();
     }
-    EXPECT_TRUE(messages.shown.isEmpty());
     // A hand-written value is taken whole, not cut at a comma, semicolon, backslash or quote.
     const QByteArray content =
         "\xEF\xBB\xBF; settings\r\n[Utils]\r\nFFMPEG=/opt/ff, mpeg/ffmpeg\r\nSOX = /opt/sox;1/sox \r\n"
         "[Dirs]\r\nWorkDir=/tmp/a\\b\r\n[DataBase]\r\nDBPath=\"/home/user/Музыка/база.db\"\r\n"
         "[Indexing]\r\nThreads=2\r\nCopyToWorkDir=0\r\n";
     Settings s;
-    ASSERT_TRUE(ReadSettings(dir.Write("t.ini", content), s, 8));
+    ASSERT_TRUE(ReadSettings(dir.Write("hand.ini", content), s, 8));
     EXPECT_EQ("/opt/ff, mpeg/ffmpeg|/opt/sox;1/sox|/tmp/a\\b|/home/user/Музыка/база.db|2|no copy", Text(s));
+    const QString absent = dir.File("absent.ini");
+    s = NonDefault();
+    EXPECT_TRUE(ReadSettings(absent, s, 8) && Text(NonDefault()) == Text(s) && !QFileInfo::exists(absent));
+    const QByteArray untouched = "[Indexing]\r\nThreads=2\r\n[Other]\r\nKey=1\r\n";
+    ASSERT_TRUE(ReadSettings(dir.Write("tembrix.ini", untouched), s, 8));
+    EXPECT_TRUE(untouched == ReadFile(ini) && messages.shown.isEmpty());
+    s = NonDefault();
+    ASSERT_TRUE(QDir().mkpath(dir.File("t.ini")));
+    EXPECT_TRUE(!ReadSettings(dir.File("t.ini"), s, 8) && Text(NonDefault()) == Text(s));
+    EXPECT_FALSE(WriteSettings(dir.Write("plain", "x") + "/t.ini", s));
+    EXPECT_EQ((QStringList{"Ошибка чтения INI файла!", "Ошибка записи INI файла! "}), messages.shown);
 }
 
 // Catches a wrong section or key, the flag not written as 1/0, and other keys of the file lost.
@@ -86,34 +94,15 @@ TEST(Settings, ThreadsAndCopyFlagOnReading) {
     }
 }
 
-// Catches reading that creates or rewrites the file, and failures to read or write not shown.
-TEST(Settings, ReadingChangesNoFileAndFailuresSaySo) {
-    test::TempDir dir;
-    test::RecordingMessages messages;
-    const QString absent = dir.File("absent.ini");
-    Settings s = NonDefault();
-    EXPECT_TRUE(ReadSettings(absent, s, 8) && Text(NonDefault()) == Text(s) && !QFileInfo::exists(absent));
-    const QByteArray content = "[Indexing]\r\nThreads=2\r\n[Other]\r\nKey=1\r\n";
-    const QString ini = dir.Write(QStringLiteral("tembrix.ini"), content);
-    EXPECT_TRUE(ReadSettings(ini, s, 8) && content == ReadFile(ini) && messages.shown.isEmpty());
-
-    s = NonDefault();
-    ASSERT_TRUE(QDir().mkpath(dir.File("t.ini")));
-    EXPECT_TRUE(!ReadSettings(dir.File("t.ini"), s, 8) && Text(NonDefault()) == Text(s));
-    EXPECT_FALSE(WriteSettings(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/t.ini"), s));
-    EXPECT_EQ((QStringList{"Ошибка чтения INI файла!", "Ошибка записи INI файла! "}), messages.shown);
-}
-
 // Catches the files put in the fall-back folder while the program folder is writable, or not moved
 // there when it is not (a folder under a regular file, which stops even root); Locate creates nothing.
 TEST(ProgramFiles, ProgramFolderOrFallBack) {
     test::TempDir dir;
     const QString dataHome = dir.File("data-home");
-    const bool hadHome = qEnvironmentVariableIsSet("XDG_DATA_HOME");
-    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
+    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");  // null when unset
     qputenv("XDG_DATA_HOME", dataHome.toUtf8());
-    const auto restore =
-        qScopeGuard([&] { hadHome ? qputenv("XDG_DATA_HOME", oldHome) : qunsetenv("XDG_DATA_HOME"); });
+    const auto restore = qScopeGuard(
+        [&] { oldHome.isNull() ? qunsetenv("XDG_DATA_HOME") : qputenv("XDG_DATA_HOME", oldHome); });
     const auto where = [](const ProgramFiles& f) { return QStringList{f.programDir, f.iniPath, f.logPath}; };
     const QString prog = dir.File("prog");
     EXPECT_EQ(where(ProgramFiles::Settle(dir.Write("prog/tembrix", ""))),
