@@ -148,73 +148,57 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     const QString m4a = media.Tone(QStringLiteral(".m4a"), 61);
     const QString mkv = media.Video(3);
     test::TempDir scratch;
-    QByteArray noise(200000, '\0');
-    for (qsizetype i = 0; i < noise.size(); ++i) {
-        noise[i] = static_cast<char>((i * 7919) % 251);
-    }
-    const QString damaged = scratch.Write(QStringLiteral("damaged.mkv"), noise);
+    const QString damaged =
+        scratch.Write("damaged.mkv", QByteArray("\x1a\x45\xdf\xa3 cut short").repeated(20000));
+    // Fake tool bodies: nullptr for the real tool, "-" for none at all, "real" for a wrapper of the real one.
     const struct {
-        const char* name;
-        const char* sox;      // fake SoX body, nullptr for the real one, "-" for none at all
-        const char* ffmpeg;   // the same for ffmpeg ("real": a wrapper beside the fake ffprobe)
-        const char* ffprobe;  // the same for an ffprobe beside a fake ffmpeg
-        QString file;
-        QString status;
+        const char *sox, *ffmpeg, *ffprobe;
+        QString file, status;
         size_t rows;
     } cases[] = {
-        {"no sox", "-", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox writes nothing", "exit 0", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox crashes", "kill -SEGV $$", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox reports FAIL, exits 0",
-         LONG_RAW "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2",
+        {"-", nullptr, nullptr, wav, kConversionError, 0},
+        {"exit 0", nullptr, nullptr, wav, kConversionError, 0},
+        {"kill -SEGV $$", nullptr, nullptr, wav, kConversionError, 0},
+        {LONG_RAW "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2",
          nullptr, nullptr, wav, kConversionError, 0},
-        {"sox exits non-zero after writing", LONG_RAW "exit 2", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox writes a short file", "for l; do :; done; head -c 5759999 /dev/zero > \"$l\"", nullptr, nullptr,
-         wav, kTooShort, 0},
-        {"short track through ffmpeg", nullptr, nullptr, nullptr, media.Tone(QStringLiteral(".m4a"), 59),
-         kTooShort, 0},
-        {"no ffmpeg", nullptr, "-", nullptr, m4a, kExtractionError, 0},
-        {"ffmpeg writes nothing", nullptr, "exit 0", nullptr, m4a, kExtractionError, 0},
-        {"ffmpeg exits non-zero after writing", nullptr, "ffmpeg \"$@\"; exit 1", nullptr, m4a,
-         kExtractionError, 0},
-        {"sox fails after ffmpeg", "exit 1", nullptr, nullptr, m4a, kConversionError, 0},
-        {"video without audio", nullptr, nullptr, nullptr, media.Video(0), QString(), 0},
-        {"damaged container", nullptr, nullptr, nullptr, damaged, kExtractionError, 0},
-        {"no ffprobe", nullptr, "exit 0", "-", mkv, kExtractionError, 0},
-        {"ffprobe exits non-zero", nullptr, "exit 0", "echo 0; exit 1", mkv, kExtractionError, 0},
-        {"ffprobe reports an error", nullptr, "exit 0", "echo 0; echo 'moov atom not found' >&2", mkv,
-         kExtractionError, 0},
-        {"ffprobe stray line", nullptr, "real", "printf '1\\n2\\n3\\nstray\\n'", mkv, kExtractionError, 3},
+        {LONG_RAW "exit 2", nullptr, nullptr, wav, kConversionError, 0},
+        {"for l; do :; done; head -c 5759999 /dev/zero > \"$l\"", nullptr, nullptr, wav, kTooShort, 0},
+        {nullptr, nullptr, nullptr, media.Tone(".m4a", 59), kTooShort, 0},
+        {nullptr, "-", nullptr, m4a, kExtractionError, 0},
+        {nullptr, "exit 0", nullptr, m4a, kExtractionError, 0},
+        {nullptr, "ffmpeg \"$@\"; exit 1", nullptr, m4a, kExtractionError, 0},
+        {"exit 1", nullptr, nullptr, m4a, kConversionError, 0},
+        {nullptr, nullptr, nullptr, media.Video(0), QString(), 0},
+        {nullptr, nullptr, nullptr, damaged, kExtractionError, 0},
+        {nullptr, "exit 0", "-", mkv, kExtractionError, 0},
+        {nullptr, "exit 0", "echo 0; exit 1", mkv, kExtractionError, 0},
+        {nullptr, "exit 0", "echo 0; echo 'moov atom not found' >&2", mkv, kExtractionError, 0},
+        {nullptr, "real", "printf '1\\n2\\n3\\nstray\\n'", mkv, kExtractionError, 3},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(&c - cases);
         ASSERT_FALSE(c.file.isEmpty());
         IndexingSandbox box;
         // Leftovers of an earlier worker: a long data.dat, and a folder (logged, the work goes on).
-        box.dir.Write(QStringLiteral("work/0/data.dat"), QByteArray(6000000, '\x7f'));
-        box.dir.Write(QStringLiteral("work/0/nested/old.wav"), "x");
-        const QString tools = box.dir.File(QStringLiteral("tools"));
-        WorkerSetup setup = box.RealSetup();
-        const auto place = [&](const char* body, const QString& name, QString& path) {
-            if (body == nullptr) {
-                return;
-            }
+        box.dir.Write("work/0/data.dat", QByteArray(6000000, '\x7f'));
+        box.dir.Write("work/0/nested/old.wav", "x");
+        const QString tools = box.dir.File("tools");
+        const auto place = [&](const char* body, const char* name, const QString& real) {
             const QString b = QString::fromUtf8(body);
-            path =
-                b == QLatin1String("-") ? tools + u'/' + name
-                : b == QLatin1String("real")
-                    ? WriteFakeTool(tools, name, QStringLiteral("exec '%1' \"$@\"").arg(test::RealFfmpeg()))
-                    : WriteFakeTool(tools, name, b);
+            return body == nullptr ? real
+                   : b == "-"      ? tools + u'/' + name
+                              : WriteFakeTool(tools, name, b == "real" ? "exec '" + real + "' \"$@\"" : b);
         };
-        place(c.sox, QStringLiteral("sox"), setup.soxPath);
-        place(c.ffmpeg, QStringLiteral("ffmpeg"), setup.ffmpegPath);
-        QString ffprobe;
-        place(c.ffmpeg != nullptr && c.ffprobe == nullptr ? "exec ffprobe \"$@\"" : c.ffprobe,
-              QStringLiteral("ffprobe"), ffprobe);
+        WorkerSetup setup = box.RealSetup();
+        setup.soxPath = place(c.sox, "sox", setup.soxPath);
+        setup.ffmpegPath = place(c.ffmpeg, "ffmpeg", setup.ffmpegPath);
+        if (c.ffmpeg != nullptr) {
+            place(c.ffprobe == nullptr ? "real" : c.ffprobe, "ffprobe", "ffprobe");
+        }
         EXPECT_EQ(Index(box, c.file, setup), c.status);
         EXPECT_EQ(ReadRows(box.DbPath()).size(), c.rows);
-        EXPECT_TRUE(box.LogHas(QStringLiteral("Clear work directory error")));
-        EXPECT_EQ(box.LogHas(QStringLiteral("Insert record error")), c.status == kTooShort);
+        EXPECT_TRUE(box.LogHas("Clear work directory error") &&
+                    box.LogHas("Insert record error") == (c.status == kTooShort));
         for (const QString& left : FilesBelow(box.WorkDir())) {
             EXPECT_FALSE(left.endsWith(QLatin1String("/data.dat")) ||
                          (c.status == kTooShort && left.endsWith(QLatin1String("/data.wav"))))
