@@ -76,38 +76,30 @@ void ExpectRow(const StoredRow& row, const QString& file, const char* type, int 
                            QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex(),
                            QString::number(allTracks), QString::number(track)}));
     ASSERT_FALSE(reference.empty());
-    EXPECT_EQ(row.record.index_size, row.blob.size());
-    EXPECT_TRUE(test::ValuesOfBlob(row.blob) == reference);
-    EXPECT_EQ(row.record.duration, static_cast<int>(reference.size() / 100));
+    EXPECT_TRUE(r.index_size == row.blob.size() && test::ValuesOfBlob(row.blob) == reference &&
+                r.duration == static_cast<int>(reference.size() / 100));
 }
 
 // Catches a wrong field, digest, envelope, track number or tag info on each path (direct audio, audio
 // through ffmpeg, a video's tracks), and work files left behind.
 TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
     auto& media = MediaFixtures::Instance();
-    const struct {
-        QString file;
-        const char* type;
-        QString info;
-        int tracks;
-        bool viaFfmpeg;
-    } cases[] = {{media.Tone(QStringLiteral(".wav"), 61), "аудио", kUntaggedInfo, 1, false},
-                 {media.Tone(QStringLiteral(".ogg"), 61), "аудио", QString(), 1, false},
-                 {media.Tagged(QStringLiteral(".mp3")), "аудио", kTaggedInfo, 1, false},
-                 {media.Tagged(QStringLiteral(".m4a")), "аудио", kTaggedInfo, 1, true},
-                 {media.Video(3), "видео", QString(), 3, true}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.file.toStdString());
-        ASSERT_FALSE(c.file.isEmpty());
+    for (const auto& [file, type, info, tracks, viaFfmpeg] :
+         {std::tuple{media.Tone(".wav", 61), "аудио", kUntaggedInfo, 1, false},
+          {media.Tone(".ogg", 61), "аудио", QString(), 1, false},
+          {media.Tagged(".mp3"), "аудио", kTaggedInfo, 1, false},
+          {media.Tagged(".m4a"), "аудио", kTaggedInfo, 1, true},
+          {media.Video(3), "видео", QString(), 3, true}}) {
+        SCOPED_TRACE(file.toStdString());
+        ASSERT_FALSE(file.isEmpty());
         IndexingSandbox box;
-        EXPECT_EQ(Index(box, c.file), QString());
+        EXPECT_EQ(Index(box, file), QString());
         const auto rows = ReadRows(box.DbPath());
-        ASSERT_EQ(rows.size(), static_cast<size_t>(c.tracks));
-        for (int t = 0; t < c.tracks; ++t) {
-            const StoredRow& row = rows[static_cast<size_t>(t)];
-            ExpectRow(row, c.file, c.type, c.tracks, t,
-                      test::ReferenceEnvelopeOf(c.file, c.viaFfmpeg ? t : -1));
-            EXPECT_EQ(row.record.info, c.info);
+        ASSERT_EQ(rows.size(), static_cast<size_t>(tracks));
+        for (int t = 0; t < tracks; ++t) {
+            ExpectRow(rows[size_t(t)], file, type, tracks, t,
+                      test::ReferenceEnvelopeOf(file, viaFfmpeg ? t : -1));
+            EXPECT_EQ(rows[size_t(t)].record.info, info);
         }
         EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());  // the copy, data.dat and the rest are gone
     }
@@ -115,28 +107,26 @@ TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
 
 // Catches the tools reading the wrong file for the copy setting, and a copy left in the work folder.
 TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRead) {
-    const QString source = MediaFixtures::Instance().Tone(QStringLiteral(".mp3"), 61, 2);
-    const QString name = QStringLiteral("-Песня '№1'  \"ёлка\" $HOME.mp3");
+    const QString source = MediaFixtures::Instance().Tone(".mp3", 61, 2),
+                  name = "-Песня '№1'  \"ёлка\" $HOME.mp3";
     for (const bool copy : {true, false}) {
         SCOPED_TRACE(copy ? "copy" : "in place");
         IndexingSandbox box;
-        const QString folder = box.dir.File(QStringLiteral("папка с \"кавычками\""));
-        QDir().mkpath(folder);
-        const QString file = folder + u'/' + name;
+        const QString file = box.dir.File("папка с \"кавычками\"/" + name),
+                      note = box.dir.File("sox-input.txt");
+        QDir().mkpath(QFileInfo(file).path());
         ASSERT_TRUE(QFile::copy(source, file));
-        const QString note = box.dir.File(QStringLiteral("sox-input.txt"));
         WorkerSetup setup = box.RealSetup();
-        setup.soxPath = WriteFakeTool(
-            box.dir.File(QStringLiteral("tools")), QStringLiteral("sox"),
-            QStringLiteral("printf '%s\\n' \"$1\" >> '%1'; exec '%2' \"$@\"").arg(note, test::RealSox()));
+        setup.soxPath =
+            WriteFakeTool(box.dir.File("tools"), "sox",
+                          "printf '%s\\n' \"$1\" >> '" + note + "'; exec '" + test::RealSox() + "' \"$@\"");
         setup.copyToWorkDir = copy;
         EXPECT_EQ(Index(box, file, setup, 3), QString());
-        EXPECT_EQ(test::ReadText(note), (copy ? box.WorkDir() + QStringLiteral("/3/") + name : file) + u'\n');
+        EXPECT_EQ(test::ReadText(note), (copy ? box.WorkDir() + "/3/" + name : file) + u'\n');
         const auto rows = ReadRows(box.DbPath());
         ASSERT_EQ(rows.size(), 1u);
         ExpectRow(rows[0], file, "аудио", 1, 0, test::ReferenceEnvelopeOf(source));
-        EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());
-        EXPECT_TRUE(QFileInfo::exists(file));
+        EXPECT_TRUE(FilesBelow(box.WorkDir()).isEmpty() && QFileInfo::exists(file));
     }
 }
 
@@ -144,9 +134,7 @@ TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRe
 // the wrong message, a leftover data.dat taken for this file's, and raw files left behind.
 TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     auto& media = MediaFixtures::Instance();
-    const QString wav = media.Tone(QStringLiteral(".wav"), 61);
-    const QString m4a = media.Tone(QStringLiteral(".m4a"), 61);
-    const QString mkv = media.Video(3);
+    const QString wav = media.Tone(".wav", 61), m4a = media.Tone(".m4a", 61), mkv = media.Video(3);
     test::TempDir scratch;
     const QString damaged =
         scratch.Write("damaged.mkv", QByteArray("\x1a\x45\xdf\xa3 cut short").repeated(20000));
@@ -211,53 +199,47 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
 // an already stored path or a store without table Data going on to work or giving the wrong message.
 TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
     IndexingSandbox box;
-    const QString missing = box.dir.File(QStringLiteral("gone.wav"));
-    WorkerSetup setup = box.RealSetup();
-    EXPECT_EQ(Index(box, missing, setup),
-              QStringLiteral("Ошибка копирования исходного файла в рабочий каталог!"));
-    setup.copyToWorkDir = false;
-    EXPECT_EQ(Index(box, missing, setup), QStringLiteral("Ошибка чтения исходного файла!"));
-    const QString fifo = box.dir.File(QStringLiteral("pipe.wav"));
+    const QString missing = box.dir.File("gone.wav"), fifo = box.dir.File("pipe.wav");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    for (const bool copy : {true, false}) {
-        setup.copyToWorkDir = copy;
-        EXPECT_EQ(Index(box, fifo, setup), kStatusNotRegular);
-    }
+    WorkerSetup setup = box.RealSetup();
+    const QString copied[] = {Index(box, missing, setup), Index(box, fifo, setup)};
+    setup.copyToWorkDir = false;
+    EXPECT_EQ((QStringList{copied[0], copied[1], Index(box, missing, setup), Index(box, fifo, setup)}),
+              (QStringList{"Ошибка копирования исходного файла в рабочий каталог!", kStatusNotRegular,
+                           "Ошибка чтения исходного файла!", kStatusNotRegular}));
     EXPECT_FALSE(DigestFile(fifo).ok);
-    const QString file = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61);
+    const QString file = MediaFixtures::Instance().Tone(".wav", 61);
     setup = box.RealSetup();
-    setup.workDir = box.dir.File(QStringLiteral("missing/work"));
-    EXPECT_EQ(Index(box, file, setup), QStringLiteral("Ошибка создания рабочего подкаталога!"));
+    setup.workDir = box.dir.File("missing/work");
+    EXPECT_EQ(Index(box, file, setup), "Ошибка создания рабочего подкаталога!");
     EXPECT_TRUE(ReadRows(box.DbPath()).empty());
     // A stored path is refused before anything is copied.
     ASSERT_EQ(Index(box, file), QString());
     QDir(box.WorkDir()).removeRecursively();
-    EXPECT_EQ(Index(box, file), QStringLiteral("Уже проиндексирован!"));
-    EXPECT_FALSE(QFileInfo::exists(box.WorkDir()));
+    EXPECT_TRUE(Index(box, file) == "Уже проиндексирован!" && !QFileInfo::exists(box.WorkDir()));
     box.store.Disconnect();
-    ASSERT_TRUE(box.store.Connect(box.dir.File(QStringLiteral("bare.db"))));
-    EXPECT_EQ(Index(box, file), QStringLiteral("Ошибка выполнения запроса 1!"));
+    ASSERT_TRUE(box.store.Connect(box.dir.File("bare.db")));
+    EXPECT_EQ(Index(box, file), "Ошибка выполнения запроса 1!");
 }
 
 // Catches the wrong tag tool asked: id3-tags/ for direct audio, beside the program for audio through
 // ffmpeg; a missing tool leaves the info empty.
 TEST(ProcessMediaFile, TagToolIsTakenFromTwoPlaces) {
     IndexingSandbox box;
-    const QString program = box.dir.File(QStringLiteral("program"));
-    WriteFakeTool(program, QStringLiteral("id3-tags-cli"), QStringLiteral("echo 'Artist: beside'"));
-    WriteFakeTool(program + QStringLiteral("/id3-tags"), QStringLiteral("id3-tags-cli"),
-                  QStringLiteral("echo 'Artist: subfolder'"));
     WorkerSetup setup = box.RealSetup();
-    setup.programDir = program;
-    ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(QStringLiteral(".mp3"), 61), setup), QString());
-    ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(QStringLiteral(".m4a"), 61), setup), QString());
-    QFile::remove(program + QStringLiteral("/id3-tags/id3-tags-cli"));
-    ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61), setup), QString());
-    const auto rows = ReadRows(box.DbPath());
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0].record.info, QStringLiteral("Artist: subfolder\n"));
-    EXPECT_EQ(rows[1].record.info, QStringLiteral("Artist: beside\n"));
-    EXPECT_EQ(rows[2].record.info, QString());
+    setup.programDir = box.dir.File("program");
+    WriteFakeTool(setup.programDir, "id3-tags-cli", "echo 'Artist: beside'");
+    const QString inSubfolder =
+        WriteFakeTool(setup.programDir + "/id3-tags", "id3-tags-cli", "echo 'Artist: subfolder'");
+    for (const char* extension : {".mp3", ".m4a", ".wav"}) {
+        ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(extension, 61), setup), QString());
+        QFile::remove(extension == QByteArray(".m4a") ? inSubfolder : QString());
+    }
+    QStringList infos;
+    for (const StoredRow& row : ReadRows(box.DbPath())) {
+        infos.append(row.record.info);
+    }
+    EXPECT_EQ(infos, (QStringList{"Artist: subfolder\n", "Artist: beside\n", ""}));
 }
 
 }  // namespace
