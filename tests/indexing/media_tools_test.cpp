@@ -172,45 +172,41 @@ auto ScopedPath(const QString& path) {
 // Catches a wrong order of the places: beside the program, its SOX/FFMPEG folder, the Path of
 // SOX.ini/FFMPEG.ini (not checked for existence), then PATH.
 TEST(ToolLocator, TakesTheFirstPlaceThatHasTheTool) {
-    for (const QString& tool : {QStringLiteral("sox"), QStringLiteral("ffmpeg")}) {
-        SCOPED_TRACE(tool.toStdString());
+    for (const QString tool : {"sox", "ffmpeg"}) {
         TempDir dir;
-        const QString program = dir.File(QStringLiteral("программа с пробелом"));
-        const QString section = tool.toUpper();
-        const QString ini = QStringLiteral("/nowhere/настроенный/") + tool;
-        const QString places[] = {
-            WriteFakeTool(program, tool, QStringLiteral("exit 0")),
-            WriteFakeTool(program + u'/' + section, tool, QStringLiteral("exit 0")),
-            dir.Write(QStringLiteral("программа с пробелом/") + section + QStringLiteral(".ini"),
-                      QStringLiteral("[%1]\nPath=%2\n").arg(section, ini).toUtf8()),
-            WriteFakeTool(dir.File(QStringLiteral("bin")), tool, QStringLiteral("exit 0"))};
-        const auto path = ScopedPath(dir.File(QStringLiteral("bin")));
-        for (const QString& place : places) {
+        const QString program = dir.File("программа с пробелом"), section = tool.toUpper();
+        const QString ini = "/nowhere/настроенный/" + tool;
+        const auto locate = [&] {
             ToolLocator locator(program);
-            EXPECT_EQ(tool == QLatin1String("sox") ? locator.LocateSox() : locator.LocateFfmpeg(),
-                      place.endsWith(QLatin1String(".ini")) ? ini : place);
+            return tool == "sox" ? locator.LocateSox() : locator.LocateFfmpeg();
+        };
+        const QString places[] = {WriteFakeTool(program, tool, "exit 0"),
+                                  WriteFakeTool(program + u'/' + section, tool, "exit 0"),
+                                  dir.Write("программа с пробелом/" + section + ".ini",
+                                            ("[" + section + "]\nPath=" + ini + "\n").toUtf8()),
+                                  WriteFakeTool(dir.File("bin"), tool, "exit 0")};
+        const auto path = ScopedPath(dir.File("bin"));
+        for (const QString& place : places) {
+            EXPECT_EQ(locate(), place.endsWith(".ini") ? ini : place);
             QFile::remove(place);
         }
-        ToolLocator locator(program);
-        EXPECT_EQ(tool == QLatin1String("sox") ? locator.LocateSox() : locator.LocateFfmpeg(), QString());
+        EXPECT_EQ(locate(), QString()) << tool.toStdString();
     }
 }
 
 // Catches a found path looked up again mid-job, and saved paths not read back.
 TEST(ToolLocator, KeepsWhatItFoundAndSavesPathsForTheNextRun) {
     TempDir dir;
-    const QString sox = WriteFakeTool(dir.Path(), QStringLiteral("sox"), QStringLiteral("exit 0"));
-    const auto path = ScopedPath(dir.File(QStringLiteral("empty")));
+    const QString sox = WriteFakeTool(dir.Path(), "sox", "exit 0");
+    const auto path = ScopedPath(dir.File("empty"));
     ToolLocator locator(dir.Path());
     EXPECT_EQ(locator.LocateSox(), sox);
     QFile::remove(sox);
     EXPECT_EQ(locator.LocateSox(), sox);  // kept, not looked up again
     EXPECT_EQ(ToolLocator(dir.Path()).LocateSox(), QString());
-    ASSERT_TRUE(locator.SaveSoxPath(QStringLiteral("/opt/звук/sox")));
-    ASSERT_TRUE(locator.SaveFfmpegPath(QStringLiteral("/opt/видео/ffmpeg")));
+    ASSERT_TRUE(locator.SaveSoxPath("/opt/звук/sox") && locator.SaveFfmpegPath("/opt/видео/ffmpeg"));
     ToolLocator next(dir.Path());
-    EXPECT_EQ(next.LocateSox(), QStringLiteral("/opt/звук/sox"));
-    EXPECT_EQ(next.LocateFfmpeg(), QStringLiteral("/opt/видео/ffmpeg"));
+    EXPECT_EQ(next.LocateSox() + next.LocateFfmpeg(), "/opt/звук/sox/opt/видео/ffmpeg");
 }
 
 // Catches "ffmpeg" replaced in the folder part of the path, or in a name without it.
