@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <tuple>
 
 #include <fcntl.h>
@@ -21,9 +22,7 @@
 namespace tembrix {
 namespace {
 
-QString U(const char* text) {
-    return QString::fromUtf8(text);
-}
+using U = QString;  // from UTF-8
 
 // Catches a wrong field count with empty or overlapping delimiters (field 0 searched from the delimiter's
 // length on), and replaced text scanned again or an empty pattern looping.
@@ -80,17 +79,18 @@ TEST(PathUtils, Examples) {
     EXPECT_EQ(Each(NameWithoutExtension, "live.2020.mkv|noext|.hidden"), U("live.2020|noext|"));
     EXPECT_EQ(Each(ExtensionOf, "/music/a.b/c|/music/noext|/music/song."), U(".b/c||."));
     EXPECT_EQ(Each(DirectoryOf, "song.mp3|a/b\\c|a\\b/c"), U("|a/b|a\\b"));
-    const auto forced = [](const QString& s) {
+    const auto force = [](const QString& s) {
         return ForceExtension(s.section(u' ', 0, 0), s.section(u' ', 1));
     };
-    EXPECT_EQ(Each(forced, "queue .list|queue.list .list|queue.LIST .list|queue.list "),
+    EXPECT_EQ(Each(force, "queue .list|queue.list .list|queue.LIST .list|queue.list "),
               U("queue.list|queue.list|queue.LIST.list|queue.list"));
     EXPECT_EQ(U("/music/song.mp3"), JoinPath(U("/music"), U("song.mp3")));
 }
 
 // Catches hidden files listed, the mask applied to folders (sub2.mp3 is one), recursion or folder listing
-// ignored, and the list not kept.
-TEST(FindFiles, MaskRecursionAndFolders) {
+// ignored, the list not kept, a folder listed in file-system order instead of by name (numbers as numbers,
+// case ignored), a FIFO or a link to one listed (reading it blocks), and a name not UTF-8 dropped silently.
+TEST(FindFiles, MaskRecursionFoldersAndRegularFilesInNameOrder) {
     test::TempDir dir;
     for (const char* name :
          {"a.mp3", "b.txt", ".hidden.mp3", "sub1/c.mp3", "sub1/deep/d.wav", "sub2.mp3/e.txt"}) {
@@ -109,23 +109,18 @@ TEST(FindFiles, MaskRecursionAndFolders) {
         std::sort(list.begin() + 1, list.end());
         EXPECT_EQ(list.join(u' ').replace(dir.Path() + u'/', ""), ("kept " + U(names)).trimmed()) << mask;
     }
-}
-
-// Catches a folder listed in file-system order instead of by name (numbers as numbers, case ignored), a
-// FIFO or a link to one listed (reading it blocks), and a name that is not UTF-8 dropped silently.
-TEST(FindFiles, RegularFilesInNameOrder) {
-    test::TempDir dir;
+    const QString order = dir.File("order/");
     for (const char* name :
          {"track_10.wav", "Track_011.wav", "b.wav", "track_9.wav", "sub10/a.wav", "sub9/a.wav"}) {
-        dir.Write(U(name), "x");
+        dir.Write("order/" + U(name), "x");
     }
-    ASSERT_EQ(::mkfifo(QFile::encodeName(dir.File(U("x.wav"))).constData(), 0600), 0);
-    ASSERT_EQ(::symlink("x.wav", QFile::encodeName(dir.File(U("y.wav"))).constData()), 0);
-    ::close(::open((QFile::encodeName(dir.Path()) + "/bad\xff.wav").constData(), O_CREAT | O_WRONLY, 0600));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(order + "x.wav").constData(), 0600), 0);
+    ASSERT_EQ(::symlink("x.wav", QFile::encodeName(order + "y.wav").constData()), 0);
+    ::close(::open((QFile::encodeName(order) + "bad\xff.wav").constData(), O_CREAT | O_WRONLY, 0600));
     QStringList list;
-    FindFiles(dir.Path(), U("*.*"), true, false, list);
-    EXPECT_EQ(list.removeAll(dir.File(U("bad") + QChar(QChar::ReplacementCharacter) + U(".wav"))), 1);
-    EXPECT_EQ(list.join(u' ').replace(dir.Path() + u'/', ""),
+    FindFiles(dir.File("order"), U("*.*"), true, false, list);
+    EXPECT_EQ(list.removeAll(order + "bad" + QChar(QChar::ReplacementCharacter) + ".wav"), 1);
+    EXPECT_EQ(list.join(u' ').replace(order, ""),
               "b.wav track_9.wav track_10.wav Track_011.wav sub9/a.wav sub10/a.wav");
 }
 
@@ -143,13 +138,13 @@ TEST(FileUtils, CleanUpAndChecks) {
     EXPECT_TRUE(FolderExists(f("work/1")) && RemoveFolder(f("work")) && !QFileInfo::exists(f("work")) &&
                 RemoveFolder(f("never-was")));
 
-    const QString plain = dir.Write(QStringLiteral("plain"), "content"), missing = f("missing");
+    const QString plain = dir.Write("plain", "content"), missing = f("missing");
     // A folder under a regular file cannot be made, even by root.
     EXPECT_EQ(
         (QList<qint64>{IsFolderWritable(dir.Path()), IsFolderWritable(missing), IsFolderWritable(plain),
-                       EnsureFolder(f("a/b/c")), EnsureFolder(plain + QStringLiteral("/sub")),
-                       IsFileReadWritable(plain), IsFileReadWritable(missing), IsFileReadWritable(dir.Path()),
-                       FileExists(dir.Path()), FolderExists(plain), FileSize(plain), FileSize(missing)}),
+                       EnsureFolder(f("a/b/c")), EnsureFolder(plain + "/sub"), IsFileReadWritable(plain),
+                       IsFileReadWritable(missing), IsFileReadWritable(dir.Path()), FileExists(dir.Path()),
+                       FolderExists(plain), FileSize(plain), FileSize(missing)}),
         (QList<qint64>{1, 0, 0, 1, 0, 1, 0, 0, 0, 0, 7, -1}));
     EXPECT_FALSE(QFileInfo::exists(f("test.tmp")) || QFileInfo::exists(missing));
 }
