@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <QDate>
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
-#include <QTime>
 
 #include <sys/stat.h>
 
@@ -22,11 +19,11 @@ namespace {
 const QByteArray kBom("\xEF\xBB\xBF");
 using test::ReadFile;
 
-// Creates `count` media files a0.mp3 … in the folder and returns their paths.
+// Creates `count` media files а0.mp3 … (Cyrillic а) in the folder and returns their paths.
 QStringList MakeFiles(const test::TempDir& dir, int count) {
     QStringList paths;
     for (int i = 0; i < count; ++i) {
-        paths.append(dir.Write(QStringLiteral("a%1.mp3").arg(i), "x"));
+        paths.append(dir.Write(QStringLiteral("а%1.mp3").arg(i), "x"));
     }
     return paths;
 }
@@ -39,24 +36,16 @@ QStringList PathsOf(const IndexingQueue& queue) {
     return paths;
 }
 
-IndexingQueue QueueOf(const QStringList& paths) {
-    IndexingQueue queue;
-    for (const QString& p : paths) {
-        EXPECT_TRUE(queue.AddFile(p)) << p.toStdString();
-    }
-    return queue;
-}
-
 // Catches wrong entry facts, a duplicate entered twice, a vanished file dropped, a folder's extension taken
 // for the file's, and a folder, FIFO (it would hang the worker) or name that was not UTF-8 entering the
 // queue.
 TEST(IndexingQueue, AddFile) {
     test::TempDir dir;
     test::RecordingMessages messages;
-    const QString path = dir.Write(QStringLiteral("Мой концерт.live.mkv"), QByteArray(12345, 'v'));
+    const QString path = dir.Write("Мой концерт.live.mkv", QByteArray(12345, 'v'));
     QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
     ASSERT_TRUE(
+        file.open(QIODevice::ReadWrite) &&
         file.setFileTime(QDateTime(QDate(2023, 1, 2), QTime(3, 4, 5)), QFileDevice::FileModificationTime));
     file.close();
     IndexingQueue queue;
@@ -66,17 +55,11 @@ TEST(IndexingQueue, AddFile) {
         return QStringList{e.path, e.name, e.type, QString::number(e.size), e.created, e.status}.join(u'|');
     };
     EXPECT_EQ(facts(0), path + QStringLiteral("|Мой концерт.live|видео|12345|02.01.2023 3:04:05|"));
-    EXPECT_FALSE(queue.AddFile(QString()));
-    EXPECT_TRUE(queue.AddFile(dir.Path() + QStringLiteral("//Мой концерт.live.mkv")));
-    EXPECT_TRUE(messages.shown.isEmpty());
-
-    const QString gone = dir.File(QStringLiteral("gone.ogg"));
-    const QString folder = dir.File(QStringLiteral("folder.mp3"));
-    const QString inFolder = dir.Write(QStringLiteral("folder.mp3/readme"), "x");
-    const QString fifo = dir.File(QStringLiteral("pipe.wav"));
+    EXPECT_TRUE(!queue.AddFile(QString()) && queue.AddFile(dir.Path() + "//Мой концерт.live.mkv"));
+    const QString gone = dir.File("gone.ogg"), folder = dir.File("folder.mp3"), fifo = dir.File("pipe.wav");
+    const QString inFolder = dir.Write("folder.mp3/readme", "x");
+    const QString lossy = dir.File("bad" + QString(QChar(QChar::ReplacementCharacter)) + ".wav");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    const QString lossy =
-        dir.File(QStringLiteral("bad") + QChar(QChar::ReplacementCharacter) + QStringLiteral(".wav"));
     EXPECT_TRUE(queue.AddFile(gone));
     for (const QString& refused : {folder, fifo, lossy, inFolder}) {
         EXPECT_FALSE(queue.AddFile(refused));
@@ -84,8 +67,7 @@ TEST(IndexingQueue, AddFile) {
     EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + folder, kNotRegularFileSkipped + fifo,
                            kNameNotUtf8Skipped + lossy}),
               messages.shown);
-    EXPECT_EQ(facts(2), gone + QStringLiteral("|gone|аудио|0||"));
-    EXPECT_TRUE(queue.At(3).path.isEmpty());
+    EXPECT_EQ(facts(2) + facts(3), gone + "|gone|аудио|0|||||0||");
 }
 
 // Catches an edit or path look-up that goes out of step with the entries (random edits against a list).
@@ -103,14 +85,10 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
         const QString& p = files[random.bounded(static_cast<int>(files.size()))];
         if (op < 5) {
             EXPECT_EQ(!model.contains(p), queue.AddFile(p));
-            if (!model.contains(p)) {
-                model.append(p);
-            }
+            model += model.contains(p) ? QStringList() : QStringList{p};
         } else if (op == 5) {
             EXPECT_EQ(inside, queue.Delete(index));
-            if (inside) {
-                model.removeAt(index);
-            }
+            model = inside ? model.mid(0, index) + model.mid(index + 1) : model;
         } else if (op == 6) {
             EXPECT_EQ(inside, queue.DeleteBefore(index));
             model = inside ? model.mid(index) : model;
@@ -118,12 +96,11 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
             EXPECT_EQ(inside, queue.DeleteAfter(index));
             model = inside ? model.mid(0, index + 1) : model;
         } else if (op == 8 && inside) {
-            EXPECT_TRUE(queue.SetStatus(QString::number(step), model[index]));
-            EXPECT_EQ(QString::number(step), queue.At(index).status);
+            EXPECT_TRUE(queue.SetStatus(QString::number(step), model[index]) &&
+                        queue.At(index).status == QString::number(step));
         } else {
             const qsizetype at = model.indexOf(p);
-            EXPECT_EQ(at >= 0, queue.Contains(p));
-            EXPECT_EQ(at >= 0, queue.SetStatus(queue.StatusOf(p), p));
+            EXPECT_TRUE(queue.Contains(p) == (at >= 0) && queue.SetStatus(queue.StatusOf(p), p) == (at >= 0));
             EXPECT_EQ(at >= 0 ? queue.At(at).status : QString(), queue.StatusOf(p));
         }
         ASSERT_EQ(model, PathsOf(queue)) << "step " << step;
@@ -132,54 +109,38 @@ TEST(IndexingQueue, LookUpsFollowEveryEdit) {
     EXPECT_TRUE(queue.Count() == 0 && !queue.Contains(model.value(0, files[0])));
 }
 
-// Catches a list saved without its byte-order mark or with the wrong line ends.
-TEST(IndexingQueueList, SaveWritesBomAndOnePathPerLine) {
-    test::TempDir dir;
-    const QStringList files = {dir.Write(QStringLiteral("Песни/первая песня.mp3"), "x"),
-                               dir.Write(QStringLiteral("b.mkv"), "x")};
-    const QString list = dir.File(QStringLiteral("q.list"));
-    ASSERT_TRUE(QueueOf(files).Save(list));
-    EXPECT_EQ(kBom + files[0].toUtf8() + "\n" + files[1].toUtf8() + "\n", ReadFile(list));
-    ASSERT_TRUE(IndexingQueue().Save(list));
-    EXPECT_EQ(kBom, ReadFile(list));
-}
-
-// Catches a list read with the wrong line ends, kept duplicates or unsupported names, a FIFO let in, and
-// an open that does not clear the queue first.
-TEST(IndexingQueueList, OpenDropsWhatAddFileRefuses) {
+// Catches a list read with the wrong line ends, kept duplicates or unsupported names, a FIFO let in, an
+// open that does not clear the queue first, and a list saved without its byte-order mark or with CR LF.
+TEST(IndexingQueueList, OpenDropsWhatAddFileRefusesAndSaveWritesBomAndLf) {
     test::TempDir dir;
     test::RecordingMessages messages;
     const QStringList files = MakeFiles(dir, 3);
-    const QString gone = dir.File(QStringLiteral("gone.wav"));
-    const QString fifo = dir.File(QStringLiteral("pipe.wav"));
+    const QString gone = dir.File("gone.wav"), fifo = dir.File("pipe.wav");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     const QByteArray a = files[0].toUtf8(), b = files[1].toUtf8(), c = files[2].toUtf8();
-    const QByteArray unsupported =
-        dir.File(QStringLiteral("x.txt")).toUtf8() + "\n" + dir.File(QStringLiteral("X.MP3")).toUtf8() + "\n";
-    const struct {
-        const char* what;
-        QByteArray content;
-        QStringList expected;
-    } cases[] = {
-        {"CR LF with BOM", kBom + a + "\r\n" + b + "\r\n", files.mid(0, 2)},
-        {"LF without BOM", a + "\n" + b + "\n" + c, files},
-        {"empty lines and duplicates", kBom + "\r\n" + b + "\r\n\r\n" + a + "\r\n" + b + "\r\n\n",
-         (QStringList{files[1], files[0]})},
-        {"unsupported and capitals", kBom + unsupported + c + "\n", files.mid(2)},
-        {"vanished file stays", gone.toUtf8() + "\n", {gone}},
-        {"FIFO refused", fifo.toUtf8() + "\n" + a, files.mid(0, 1)},
-        {"only the BOM", kBom, {}},
-    };
-    for (const auto& k : cases) {
-        SCOPED_TRACE(k.what);
-        const QString list = dir.Write(QStringLiteral("in.list"), k.content);
-        IndexingQueue queue = QueueOf(files.mid(0, 1));
+    const QByteArray unsupported = dir.File("x.txt").toUtf8() + "\n" + dir.File("X.MP3").toUtf8() + "\n";
+    for (const auto& [content, expected] : {
+             std::pair{kBom + a + "\r\n" + b + "\r\n", files.mid(0, 2)},
+             {a + "\n" + b + "\n" + c, files},
+             {kBom + "\r\n" + b + "\r\n\r\n" + a + "\r\n" + b + "\r\n\n", QStringList{files[1], files[0]}},
+             {kBom + unsupported + c + "\n", files.mid(2)},
+             {gone.toUtf8() + "\n", QStringList{gone}},
+             {fifo.toUtf8() + "\n" + a, files.mid(0, 1)},
+             {kBom, QStringList{}},
+         }) {
+        IndexingQueue queue;
+        queue.AddFile(files[0]);
         queue.SetStatus(kStatusError, files[0]);
-        ASSERT_TRUE(queue.Open(list));
-        EXPECT_EQ(k.expected, PathsOf(queue));
+        ASSERT_TRUE(queue.Open(dir.Write("in.list", content)));
+        EXPECT_EQ(expected, PathsOf(queue)) << content.toStdString();
         EXPECT_EQ(0, queue.CountWithStatus(kStatusError));
     }
     EXPECT_EQ((QStringList{gone, kNotRegularFileSkipped + fifo}), messages.shown);
+    const QString list = dir.File("q.list");
+    IndexingQueue queue;
+    ASSERT_TRUE(queue.AddFile(files[0]) && queue.AddFile(files[1]) && queue.Save(list));
+    EXPECT_EQ(kBom + a + "\n" + b + "\n", ReadFile(list));
+    EXPECT_TRUE(IndexingQueue().Save(list) && ReadFile(list) == kBom);
 }
 
 }  // namespace

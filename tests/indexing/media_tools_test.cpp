@@ -26,24 +26,22 @@ using test::WriteFakeTool;
 // Catches any change to an argument list (the envelope depends on SoX's format options and -R).
 TEST(MediaTools, ArgumentListsAreExact) {
     TempDir dir;
-    const QString tools = dir.File(QStringLiteral("tools"));
+    const QString tools = dir.File("tools");
     // Each fake writes its arguments, one per line, and $SOX_OPTS to calls.txt.
     const QString record = QStringLiteral(
         "{ for a; do printf '%s\\n' \"$a\"; done; echo \"SOX_OPTS=$SOX_OPTS\"; } >> calls.txt\n");
-    const QString writeLast = QStringLiteral("for last; do :; done; echo x > \"$last\"");
-    const QString sox = WriteFakeTool(tools, QStringLiteral("sox"), record + writeLast);
-    const QString ffmpeg = WriteFakeTool(tools, QStringLiteral("ffmpeg"), record + writeLast);
+    const QString writeLast = "for last; do :; done; echo x > \"$last\"";
+    const QString sox = WriteFakeTool(tools, "sox", record + writeLast);
+    const QString ffmpeg = WriteFakeTool(tools, "ffmpeg", record + writeLast);
     // Every line ffprobe prints on its standard output counts as a track, warnings included.
-    WriteFakeTool(tools, QStringLiteral("ffprobe"), record + QStringLiteral("echo 1; echo warning"));
-    const QString in = dir.File(QStringLiteral("-вход с пробелом \"1\".mkv"));
-    const QString dat = dir.File(QStringLiteral("data.dat"));
-    const QString wav = dir.File(QStringLiteral("data.wav"));
-    ASSERT_TRUE(ConvertToRaw(sox, in, dat, dir.Path()));
-    ASSERT_TRUE(ExtractAudioTrack(ffmpeg, in, wav, 2, dir.Path()));
-    ASSERT_TRUE(ExtractAudioTrack(ffmpeg, in, wav, 10, dir.Path()));
+    WriteFakeTool(tools, "ffprobe", record + "echo 1; echo warning");
+    const QString in = dir.File("-вход с пробелом \"1\".mkv"), dat = dir.File("data.dat"),
+                  wav = dir.File("data.wav");
+    ASSERT_TRUE(ConvertToRaw(sox, in, dat, dir.Path()) && ExtractAudioTrack(ffmpeg, in, wav, 2, dir.Path()) &&
+                ExtractAudioTrack(ffmpeg, in, wav, 10, dir.Path()));
     EXPECT_EQ(CountAudioTracks(ffmpeg, in, dir.Path()), 2);
     EXPECT_EQ(
-        ReadText(dir.File(QStringLiteral("calls.txt"))),
+        ReadText(dir.File("calls.txt")),
         QStringLiteral("%1\n--bits\n16\n--channels\n1\n--encoding\nsigned-integer\n--rate\n48000\n"
                        "--type\nraw\n%2\nSOX_OPTS=-R\n"
                        "-i\n%1\n-vn\n-map\n0:a:2\n%3\nSOX_OPTS=\n-i\n%1\n-vn\n-map\n0:a:10\n%3\nSOX_OPTS=\n"
@@ -55,32 +53,23 @@ TEST(MediaTools, ArgumentListsAreExact) {
 // Catches tag lines split, trimmed or kept wrongly (CR LF, lone CR, byte-order mark, the tool's refusal).
 TEST(MediaTools, ReadTagsKeepsTheTrimmedLinesUnlessTheToolGaveUp) {
     TempDir dir;
-    const struct {
-        const char* printed;
-        const char* info;
-    } cases[] = {
-        {"\n", "\n"},
-        {"a\r\nb\r\n", "a\nb\n"},
-        {"a\n\nb", "a\n\nb\n"},
-        {"a\rb\n\r\n", "a\nb\n\n"},
-        {"\xEF\xBB\xBF\xD0\xB0\n", "\xD0\xB0\n"},
-        {"  Artist: A \t\r\n\tTitle: T\001\r\n", "Artist: A\nTitle: T\n"},
-        {"Couldn't process given file\r\nArtist: X\n", ""},
-        {"Artist: X\nCouldn't process given file\n", "Artist: X\nCouldn't process given file\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.printed);
-        const QString printed = dir.Write(QStringLiteral("printed.txt"), QByteArray(c.printed));
-        const QString tool = WriteFakeTool(dir.File(QStringLiteral("tools")), QStringLiteral("tags"),
-                                           QStringLiteral("cat '%1'").arg(printed));
-        const TagText tags = ReadTags(tool, QStringLiteral("song.mp3"), dir.Path());
-        EXPECT_FALSE(tags.readFailed);
-        EXPECT_EQ(tags.text, QString::fromUtf8(c.info));
+    const QString tool = WriteFakeTool(dir.File("tools"), "tags", "cat '" + dir.File("printed.txt") + "'");
+    for (const auto& [printed, info] :
+         {std::pair{"\n", "\n"},
+          {"a\r\nb\r\n", "a\nb\n"},
+          {"a\n\nb", "a\n\nb\n"},
+          {"a\rb\n\r\n", "a\nb\n\n"},
+          {"\xEF\xBB\xBF\xD0\xB0\n", "\xD0\xB0\n"},
+          {"  Artist: A \t\r\n\tTitle: T\001\r\n", "Artist: A\nTitle: T\n"},
+          {"Couldn't process given file\r\nArtist: X\n", ""},
+          {"Artist: X\nCouldn't process given file\n", "Artist: X\nCouldn't process given file\n"}}) {
+        dir.Write("printed.txt", printed);
+        const TagText tags = ReadTags(tool, "song.mp3", dir.Path());
+        EXPECT_TRUE(!tags.readFailed && tags.text == QString::fromUtf8(info)) << printed;
     }
-    EXPECT_EQ(ReadTags(dir.File(QStringLiteral("absent")), QStringLiteral("song.mp3"), dir.Path()).text,
-              QString());
+    EXPECT_EQ(ReadTags(dir.File("absent"), "song.mp3", dir.Path()).text, QString());
     bool ok = true;
-    EXPECT_TRUE(LoadLines(dir.File(QStringLiteral("missing")), &ok).isEmpty() && !ok);
+    EXPECT_TRUE(LoadLines(dir.File("missing"), &ok).isEmpty() && !ok);
 }
 
 // Catches arguments mangled by a shell, a wrong folder or environment, a tool in the terminal's process
@@ -113,75 +102,57 @@ TEST(ProcessRunner, ChildGetsItsArgumentsFolderEnvironmentAndOwnProcessGroup) {
 TEST(ProcessRunner, ReportsHowTheToolEnded) {
     TempDir dir;
     using End = ToolRun::End;
-    const struct {
-        const char* body;  // nullptr: no such program
-        End end;
-        int code;
-    } cases[] = {{nullptr, End::NotStarted, -1},
-                 {"exit 0", End::Exited, 0},
-                 {"exit 3", End::Exited, 3},
-                 {"kill -SEGV $$", End::Signalled, SIGSEGV}};
-    for (const auto& c : cases) {
-        const QString tool = c.body == nullptr
-                                 ? dir.File(QStringLiteral("absent"))
-                                 : WriteFakeTool(dir.Path(), QStringLiteral("t"), QString::fromUtf8(c.body));
-        const ToolRun run = RunAndWait(tool, {}, dir.Path());
-        EXPECT_EQ(run.end, c.end) << (c.body ? c.body : "absent");
-        EXPECT_EQ(run.code, c.code) << (c.body ? c.body : "absent");
-        EXPECT_EQ(run.Succeeded(), c.end == End::Exited && c.code == 0);
+    for (const auto& [body, end, code] : {std::tuple{"", End::NotStarted, -1},
+                                          {"exit 0", End::Exited, 0},
+                                          {"exit 3", End::Exited, 3},
+                                          {"kill -SEGV $$", End::Signalled, SIGSEGV}}) {
+        const ToolRun run =
+            RunAndWait(*body ? WriteFakeTool(dir.Path(), "t", body) : dir.File("absent"), {}, dir.Path());
+        EXPECT_TRUE(run.end == end && run.code == code &&
+                    run.Succeeded() == (end == End::Exited && code == 0))
+            << body;
     }
 }
 
 // Catches stale output from an earlier run read as this run's, and a child left reading the terminal.
 TEST(ProcessRunner, RedirectionReplacesOldOutputAndReadsTheInputFile) {
     TempDir dir;
-    const QString tool =
-        WriteFakeTool(dir.Path(), QStringLiteral("io"), QStringLiteral("cat; echo \"$1\" >&2"));
-    const QString out = dir.Write(QStringLiteral("out.rp"), "stale output from an earlier run\n");
-    const QString err = dir.Write(QStringLiteral("err.rp"), "stale error\n");
-    const QString in = dir.Write(QStringLiteral("in.txt"), "line one\nстрока два\n");
-    ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("ошибка")}, dir.Path(), in, out, err).Succeeded());
-    EXPECT_EQ(ReadText(out), QStringLiteral("line one\nстрока два\n"));
-    EXPECT_EQ(ReadText(err), QStringLiteral("ошибка\n"));
-    const QString missing = dir.File(QStringLiteral("missing-input.txt"));
+    const QString tool = WriteFakeTool(dir.Path(), "io", "cat; echo \"$1\" >&2");
+    const QString out = dir.Write("out.rp", "stale output from an earlier run\n"),
+                  err = dir.Write("err.rp", "stale\n");
+    const QString in = dir.Write("in.txt", "line one\nстрока два\n"), missing = dir.File("missing-input.txt");
+    ASSERT_TRUE(RunRedirected(tool, {"ошибка"}, dir.Path(), in, out, err).Succeeded());
+    EXPECT_EQ(ReadText(out) + ReadText(err), "line one\nстрока два\nошибка\n");
     for (const QString& input : {QString(), missing}) {
-        ASSERT_TRUE(RunRedirected(tool, {QStringLiteral("x")}, dir.Path(), input, out, QString()).Started());
+        ASSERT_TRUE(RunRedirected(tool, {"x"}, dir.Path(), input, out, QString()).Started());
         EXPECT_EQ(ReadText(out), QString());
     }
     EXPECT_TRUE(QFile::exists(missing));
-    dir.Write(QStringLiteral("out.rp"), "stale\n");
-    EXPECT_FALSE(RunRedirected(dir.File(QStringLiteral("absent")), {}, dir.Path(), {}, out, err).Started());
+    dir.Write("out.rp", "stale\n");
+    EXPECT_FALSE(RunRedirected(dir.File("absent"), {}, dir.Path(), {}, out, err).Started());
     EXPECT_TRUE(!QFile::exists(out) || ReadText(out).isEmpty());
 }
 
 // Catches a hung tool (ignoring TERM and INT) that a stop does not kill, and a child left running by a
 // tool, stopped or not.
 TEST(ProcessRunner, NoToolOrChildOutlivesItsRun) {
-    const struct {
-        const char* name;
-        const char* body;
-        bool stop;
-        ToolRun::End end;
-    } cases[] = {
-        // The pid file appears whole (renamed into place), so the stop never comes before it is written.
-        {"hung tool, stopped", "trap '' TERM INT; sleep 1000 & echo $! > child; echo $$ > p; mv p pid; wait",
-         true, ToolRun::End::Stopped},
-        {"ends, child left behind", "sleep 1000 & echo $! > child; echo $$ > pid; exit 0", false,
-         ToolRun::End::Exited},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    // The pid file appears whole (renamed into place), so the stop never comes before it is written.
+    for (const auto& [body, stop, end] :
+         {std::tuple{"trap '' TERM INT; sleep 1000 & echo $! > child; echo $$ > p; mv p pid; wait", true,
+                     ToolRun::End::Stopped},
+          {"sleep 1000 & echo $! > child; echo $$ > pid; exit 0", false, ToolRun::End::Exited}}) {
+        SCOPED_TRACE(body);
         TempDir dir;
-        const QString tool = WriteFakeTool(dir.Path(), QStringLiteral("t"), QString::fromUtf8(c.body));
+        const QString tool = WriteFakeTool(dir.Path(), "t", body);
         ToolRun run;
         std::unique_ptr<QThread> thread(QThread::create([&] { run = RunAndWait(tool, {}, dir.Path()); }));
         thread->start();
-        if (c.stop) {
-            ASSERT_TRUE(test::WaitForFile(dir.File(QStringLiteral("pid"))));
+        if (stop) {
+            ASSERT_TRUE(test::WaitForFile(dir.File("pid")));
             thread->requestInterruption();
         }
         thread->wait();
-        EXPECT_EQ(run.end, c.end);
+        EXPECT_EQ(run.end, end);
         for (const char* file : {"pid", "child"}) {
             const pid_t pid = ReadText(dir.File(QString::fromLatin1(file))).trimmed().toInt();
             ASSERT_GT(pid, 0) << file;
@@ -201,45 +172,41 @@ auto ScopedPath(const QString& path) {
 // Catches a wrong order of the places: beside the program, its SOX/FFMPEG folder, the Path of
 // SOX.ini/FFMPEG.ini (not checked for existence), then PATH.
 TEST(ToolLocator, TakesTheFirstPlaceThatHasTheTool) {
-    for (const QString& tool : {QStringLiteral("sox"), QStringLiteral("ffmpeg")}) {
-        SCOPED_TRACE(tool.toStdString());
+    for (const QString tool : {"sox", "ffmpeg"}) {
         TempDir dir;
-        const QString program = dir.File(QStringLiteral("программа с пробелом"));
-        const QString section = tool.toUpper();
-        const QString ini = QStringLiteral("/nowhere/настроенный/") + tool;
-        const QString places[] = {
-            WriteFakeTool(program, tool, QStringLiteral("exit 0")),
-            WriteFakeTool(program + u'/' + section, tool, QStringLiteral("exit 0")),
-            dir.Write(QStringLiteral("программа с пробелом/") + section + QStringLiteral(".ini"),
-                      QStringLiteral("[%1]\nPath=%2\n").arg(section, ini).toUtf8()),
-            WriteFakeTool(dir.File(QStringLiteral("bin")), tool, QStringLiteral("exit 0"))};
-        const auto path = ScopedPath(dir.File(QStringLiteral("bin")));
-        for (const QString& place : places) {
+        const QString program = dir.File("программа с пробелом"), section = tool.toUpper();
+        const QString ini = "/nowhere/настроенный/" + tool;
+        const auto locate = [&] {
             ToolLocator locator(program);
-            EXPECT_EQ(tool == QLatin1String("sox") ? locator.LocateSox() : locator.LocateFfmpeg(),
-                      place.endsWith(QLatin1String(".ini")) ? ini : place);
+            return tool == "sox" ? locator.LocateSox() : locator.LocateFfmpeg();
+        };
+        const QString places[] = {WriteFakeTool(program, tool, "exit 0"),
+                                  WriteFakeTool(program + u'/' + section, tool, "exit 0"),
+                                  dir.Write("программа с пробелом/" + section + ".ini",
+                                            ("[" + section + "]\nPath=" + ini + "\n").toUtf8()),
+                                  WriteFakeTool(dir.File("bin"), tool, "exit 0")};
+        const auto path = ScopedPath(dir.File("bin"));
+        for (const QString& place : places) {
+            EXPECT_EQ(locate(), place.endsWith(".ini") ? ini : place);
             QFile::remove(place);
         }
-        ToolLocator locator(program);
-        EXPECT_EQ(tool == QLatin1String("sox") ? locator.LocateSox() : locator.LocateFfmpeg(), QString());
+        EXPECT_EQ(locate(), QString()) << tool.toStdString();
     }
 }
 
 // Catches a found path looked up again mid-job, and saved paths not read back.
 TEST(ToolLocator, KeepsWhatItFoundAndSavesPathsForTheNextRun) {
     TempDir dir;
-    const QString sox = WriteFakeTool(dir.Path(), QStringLiteral("sox"), QStringLiteral("exit 0"));
-    const auto path = ScopedPath(dir.File(QStringLiteral("empty")));
+    const QString sox = WriteFakeTool(dir.Path(), "sox", "exit 0");
+    const auto path = ScopedPath(dir.File("empty"));
     ToolLocator locator(dir.Path());
     EXPECT_EQ(locator.LocateSox(), sox);
     QFile::remove(sox);
     EXPECT_EQ(locator.LocateSox(), sox);  // kept, not looked up again
     EXPECT_EQ(ToolLocator(dir.Path()).LocateSox(), QString());
-    ASSERT_TRUE(locator.SaveSoxPath(QStringLiteral("/opt/звук/sox")));
-    ASSERT_TRUE(locator.SaveFfmpegPath(QStringLiteral("/opt/видео/ffmpeg")));
+    ASSERT_TRUE(locator.SaveSoxPath("/opt/звук/sox") && locator.SaveFfmpegPath("/opt/видео/ffmpeg"));
     ToolLocator next(dir.Path());
-    EXPECT_EQ(next.LocateSox(), QStringLiteral("/opt/звук/sox"));
-    EXPECT_EQ(next.LocateFfmpeg(), QStringLiteral("/opt/видео/ffmpeg"));
+    EXPECT_EQ(next.LocateSox() + next.LocateFfmpeg(), "/opt/звук/sox/opt/видео/ffmpeg");
 }
 
 // Catches "ffmpeg" replaced in the folder part of the path, or in a name without it.

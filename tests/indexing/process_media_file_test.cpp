@@ -76,38 +76,30 @@ void ExpectRow(const StoredRow& row, const QString& file, const char* type, int 
                            QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex(),
                            QString::number(allTracks), QString::number(track)}));
     ASSERT_FALSE(reference.empty());
-    EXPECT_EQ(row.record.index_size, row.blob.size());
-    EXPECT_TRUE(test::ValuesOfBlob(row.blob) == reference);
-    EXPECT_EQ(row.record.duration, static_cast<int>(reference.size() / 100));
+    EXPECT_TRUE(r.index_size == row.blob.size() && test::ValuesOfBlob(row.blob) == reference &&
+                r.duration == static_cast<int>(reference.size() / 100));
 }
 
 // Catches a wrong field, digest, envelope, track number or tag info on each path (direct audio, audio
 // through ffmpeg, a video's tracks), and work files left behind.
 TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
     auto& media = MediaFixtures::Instance();
-    const struct {
-        QString file;
-        const char* type;
-        QString info;
-        int tracks;
-        bool viaFfmpeg;
-    } cases[] = {{media.Tone(QStringLiteral(".wav"), 61), "аудио", kUntaggedInfo, 1, false},
-                 {media.Tone(QStringLiteral(".ogg"), 61), "аудио", QString(), 1, false},
-                 {media.Tagged(QStringLiteral(".mp3")), "аудио", kTaggedInfo, 1, false},
-                 {media.Tagged(QStringLiteral(".m4a")), "аудио", kTaggedInfo, 1, true},
-                 {media.Video(3), "видео", QString(), 3, true}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.file.toStdString());
-        ASSERT_FALSE(c.file.isEmpty());
+    for (const auto& [file, type, info, tracks, viaFfmpeg] :
+         {std::tuple{media.Tone(".wav", 61), "аудио", kUntaggedInfo, 1, false},
+          {media.Tone(".ogg", 61), "аудио", QString(), 1, false},
+          {media.Tagged(".mp3"), "аудио", kTaggedInfo, 1, false},
+          {media.Tagged(".m4a"), "аудио", kTaggedInfo, 1, true},
+          {media.Video(3), "видео", QString(), 3, true}}) {
+        SCOPED_TRACE(file.toStdString());
+        ASSERT_FALSE(file.isEmpty());
         IndexingSandbox box;
-        EXPECT_EQ(Index(box, c.file), QString());
+        EXPECT_EQ(Index(box, file), QString());
         const auto rows = ReadRows(box.DbPath());
-        ASSERT_EQ(rows.size(), static_cast<size_t>(c.tracks));
-        for (int t = 0; t < c.tracks; ++t) {
-            const StoredRow& row = rows[static_cast<size_t>(t)];
-            ExpectRow(row, c.file, c.type, c.tracks, t,
-                      test::ReferenceEnvelopeOf(c.file, c.viaFfmpeg ? t : -1));
-            EXPECT_EQ(row.record.info, c.info);
+        ASSERT_EQ(rows.size(), static_cast<size_t>(tracks));
+        for (int t = 0; t < tracks; ++t) {
+            ExpectRow(rows[size_t(t)], file, type, tracks, t,
+                      test::ReferenceEnvelopeOf(file, viaFfmpeg ? t : -1));
+            EXPECT_EQ(rows[size_t(t)].record.info, info);
         }
         EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());  // the copy, data.dat and the rest are gone
     }
@@ -115,28 +107,26 @@ TEST(ProcessMediaFile, IndexesEachKindOfInputTrackByTrack) {
 
 // Catches the tools reading the wrong file for the copy setting, and a copy left in the work folder.
 TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRead) {
-    const QString source = MediaFixtures::Instance().Tone(QStringLiteral(".mp3"), 61, 2);
-    const QString name = QStringLiteral("-Песня '№1'  \"ёлка\" $HOME.mp3");
+    const QString source = MediaFixtures::Instance().Tone(".mp3", 61, 2),
+                  name = "-Песня '№1'  \"ёлка\" $HOME.mp3";
     for (const bool copy : {true, false}) {
         SCOPED_TRACE(copy ? "copy" : "in place");
         IndexingSandbox box;
-        const QString folder = box.dir.File(QStringLiteral("папка с \"кавычками\""));
-        QDir().mkpath(folder);
-        const QString file = folder + u'/' + name;
+        const QString file = box.dir.File("папка с \"кавычками\"/" + name),
+                      note = box.dir.File("sox-input.txt");
+        QDir().mkpath(QFileInfo(file).path());
         ASSERT_TRUE(QFile::copy(source, file));
-        const QString note = box.dir.File(QStringLiteral("sox-input.txt"));
         WorkerSetup setup = box.RealSetup();
-        setup.soxPath = WriteFakeTool(
-            box.dir.File(QStringLiteral("tools")), QStringLiteral("sox"),
-            QStringLiteral("printf '%s\\n' \"$1\" >> '%1'; exec '%2' \"$@\"").arg(note, test::RealSox()));
+        setup.soxPath =
+            WriteFakeTool(box.dir.File("tools"), "sox",
+                          "printf '%s\\n' \"$1\" >> '" + note + "'; exec '" + test::RealSox() + "' \"$@\"");
         setup.copyToWorkDir = copy;
         EXPECT_EQ(Index(box, file, setup, 3), QString());
-        EXPECT_EQ(test::ReadText(note), (copy ? box.WorkDir() + QStringLiteral("/3/") + name : file) + u'\n');
+        EXPECT_EQ(test::ReadText(note), (copy ? box.WorkDir() + "/3/" + name : file) + u'\n');
         const auto rows = ReadRows(box.DbPath());
         ASSERT_EQ(rows.size(), 1u);
         ExpectRow(rows[0], file, "аудио", 1, 0, test::ReferenceEnvelopeOf(source));
-        EXPECT_EQ(FilesBelow(box.WorkDir()), QStringList());
-        EXPECT_TRUE(QFileInfo::exists(file));
+        EXPECT_TRUE(FilesBelow(box.WorkDir()).isEmpty() && QFileInfo::exists(file));
     }
 }
 
@@ -144,77 +134,59 @@ TEST(ProcessMediaFile, OddNamesReachTheToolsAndTheCopyFlagDecidesWhichFileTheyRe
 // the wrong message, a leftover data.dat taken for this file's, and raw files left behind.
 TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
     auto& media = MediaFixtures::Instance();
-    const QString wav = media.Tone(QStringLiteral(".wav"), 61);
-    const QString m4a = media.Tone(QStringLiteral(".m4a"), 61);
-    const QString mkv = media.Video(3);
+    const QString wav = media.Tone(".wav", 61), m4a = media.Tone(".m4a", 61), mkv = media.Video(3);
     test::TempDir scratch;
-    QByteArray noise(200000, '\0');
-    for (qsizetype i = 0; i < noise.size(); ++i) {
-        noise[i] = static_cast<char>((i * 7919) % 251);
-    }
-    const QString damaged = scratch.Write(QStringLiteral("damaged.mkv"), noise);
+    const QString damaged =
+        scratch.Write("damaged.mkv", QByteArray("\x1a\x45\xdf\xa3 cut short").repeated(20000));
+    // Fake tool bodies: nullptr for the real tool, "-" for none at all, "real" for a wrapper of the real one.
     const struct {
-        const char* name;
-        const char* sox;      // fake SoX body, nullptr for the real one, "-" for none at all
-        const char* ffmpeg;   // the same for ffmpeg ("real": a wrapper beside the fake ffprobe)
-        const char* ffprobe;  // the same for an ffprobe beside a fake ffmpeg
-        QString file;
-        QString status;
+        const char *sox, *ffmpeg, *ffprobe;
+        QString file, status;
         size_t rows;
     } cases[] = {
-        {"no sox", "-", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox writes nothing", "exit 0", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox crashes", "kill -SEGV $$", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox reports FAIL, exits 0",
-         LONG_RAW "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2",
+        {"-", nullptr, nullptr, wav, kConversionError, 0},
+        {"exit 0", nullptr, nullptr, wav, kConversionError, 0},
+        {"kill -SEGV $$", nullptr, nullptr, wav, kConversionError, 0},
+        {LONG_RAW "echo \"sox FAIL sox: \\`$l' error writing output file: No space left on device\" >&2",
          nullptr, nullptr, wav, kConversionError, 0},
-        {"sox exits non-zero after writing", LONG_RAW "exit 2", nullptr, nullptr, wav, kConversionError, 0},
-        {"sox writes a short file", "for l; do :; done; head -c 5759999 /dev/zero > \"$l\"", nullptr, nullptr,
-         wav, kTooShort, 0},
-        {"short track through ffmpeg", nullptr, nullptr, nullptr, media.Tone(QStringLiteral(".m4a"), 59),
-         kTooShort, 0},
-        {"no ffmpeg", nullptr, "-", nullptr, m4a, kExtractionError, 0},
-        {"ffmpeg writes nothing", nullptr, "exit 0", nullptr, m4a, kExtractionError, 0},
-        {"ffmpeg exits non-zero after writing", nullptr, "ffmpeg \"$@\"; exit 1", nullptr, m4a,
-         kExtractionError, 0},
-        {"sox fails after ffmpeg", "exit 1", nullptr, nullptr, m4a, kConversionError, 0},
-        {"video without audio", nullptr, nullptr, nullptr, media.Video(0), QString(), 0},
-        {"damaged container", nullptr, nullptr, nullptr, damaged, kExtractionError, 0},
-        {"no ffprobe", nullptr, "exit 0", "-", mkv, kExtractionError, 0},
-        {"ffprobe exits non-zero", nullptr, "exit 0", "echo 0; exit 1", mkv, kExtractionError, 0},
-        {"ffprobe reports an error", nullptr, "exit 0", "echo 0; echo 'moov atom not found' >&2", mkv,
-         kExtractionError, 0},
-        {"ffprobe stray line", nullptr, "real", "printf '1\\n2\\n3\\nstray\\n'", mkv, kExtractionError, 3},
+        {LONG_RAW "exit 2", nullptr, nullptr, wav, kConversionError, 0},
+        {"for l; do :; done; head -c 5759999 /dev/zero > \"$l\"", nullptr, nullptr, wav, kTooShort, 0},
+        {nullptr, nullptr, nullptr, media.Tone(".m4a", 59), kTooShort, 0},
+        {nullptr, "-", nullptr, m4a, kExtractionError, 0},
+        {nullptr, "exit 0", nullptr, m4a, kExtractionError, 0},
+        {nullptr, "ffmpeg \"$@\"; exit 1", nullptr, m4a, kExtractionError, 0},
+        {"exit 1", nullptr, nullptr, m4a, kConversionError, 0},
+        {nullptr, nullptr, nullptr, media.Video(0), QString(), 0},
+        {nullptr, nullptr, nullptr, damaged, kExtractionError, 0},
+        {nullptr, "exit 0", "-", mkv, kExtractionError, 0},
+        {nullptr, "exit 0", "echo 0; exit 1", mkv, kExtractionError, 0},
+        {nullptr, "exit 0", "echo 0; echo 'moov atom not found' >&2", mkv, kExtractionError, 0},
+        {nullptr, "real", "printf '1\\n2\\n3\\nstray\\n'", mkv, kExtractionError, 3},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(&c - cases);
         ASSERT_FALSE(c.file.isEmpty());
         IndexingSandbox box;
         // Leftovers of an earlier worker: a long data.dat, and a folder (logged, the work goes on).
-        box.dir.Write(QStringLiteral("work/0/data.dat"), QByteArray(6000000, '\x7f'));
-        box.dir.Write(QStringLiteral("work/0/nested/old.wav"), "x");
-        const QString tools = box.dir.File(QStringLiteral("tools"));
-        WorkerSetup setup = box.RealSetup();
-        const auto place = [&](const char* body, const QString& name, QString& path) {
-            if (body == nullptr) {
-                return;
-            }
+        box.dir.Write("work/0/data.dat", QByteArray(6000000, '\x7f'));
+        box.dir.Write("work/0/nested/old.wav", "x");
+        const QString tools = box.dir.File("tools");
+        const auto place = [&](const char* body, const char* name, const QString& real) {
             const QString b = QString::fromUtf8(body);
-            path =
-                b == QLatin1String("-") ? tools + u'/' + name
-                : b == QLatin1String("real")
-                    ? WriteFakeTool(tools, name, QStringLiteral("exec '%1' \"$@\"").arg(test::RealFfmpeg()))
-                    : WriteFakeTool(tools, name, b);
+            return body == nullptr ? real
+                   : b == "-"      ? tools + u'/' + name
+                              : WriteFakeTool(tools, name, b == "real" ? "exec '" + real + "' \"$@\"" : b);
         };
-        place(c.sox, QStringLiteral("sox"), setup.soxPath);
-        place(c.ffmpeg, QStringLiteral("ffmpeg"), setup.ffmpegPath);
-        QString ffprobe;
-        place(c.ffmpeg != nullptr && c.ffprobe == nullptr ? "exec ffprobe \"$@\"" : c.ffprobe,
-              QStringLiteral("ffprobe"), ffprobe);
+        WorkerSetup setup = box.RealSetup();
+        setup.soxPath = place(c.sox, "sox", setup.soxPath);
+        setup.ffmpegPath = place(c.ffmpeg, "ffmpeg", setup.ffmpegPath);
+        if (c.ffmpeg != nullptr) {
+            place(c.ffprobe == nullptr ? "real" : c.ffprobe, "ffprobe", "ffprobe");
+        }
         EXPECT_EQ(Index(box, c.file, setup), c.status);
         EXPECT_EQ(ReadRows(box.DbPath()).size(), c.rows);
-        EXPECT_TRUE(box.LogHas(QStringLiteral("Clear work directory error")));
-        EXPECT_EQ(box.LogHas(QStringLiteral("Insert record error")), c.status == kTooShort);
+        EXPECT_TRUE(box.LogHas("Clear work directory error") &&
+                    box.LogHas("Insert record error") == (c.status == kTooShort));
         for (const QString& left : FilesBelow(box.WorkDir())) {
             EXPECT_FALSE(left.endsWith(QLatin1String("/data.dat")) ||
                          (c.status == kTooShort && left.endsWith(QLatin1String("/data.wav"))))
@@ -227,53 +199,47 @@ TEST(ProcessMediaFile, ToolFailuresGiveTheirMessages) {
 // an already stored path or a store without table Data going on to work or giving the wrong message.
 TEST(ProcessMediaFile, SourceWorkFolderAndStoreProblemsGiveTheirMessages) {
     IndexingSandbox box;
-    const QString missing = box.dir.File(QStringLiteral("gone.wav"));
-    WorkerSetup setup = box.RealSetup();
-    EXPECT_EQ(Index(box, missing, setup),
-              QStringLiteral("Ошибка копирования исходного файла в рабочий каталог!"));
-    setup.copyToWorkDir = false;
-    EXPECT_EQ(Index(box, missing, setup), QStringLiteral("Ошибка чтения исходного файла!"));
-    const QString fifo = box.dir.File(QStringLiteral("pipe.wav"));
+    const QString missing = box.dir.File("gone.wav"), fifo = box.dir.File("pipe.wav");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    for (const bool copy : {true, false}) {
-        setup.copyToWorkDir = copy;
-        EXPECT_EQ(Index(box, fifo, setup), kStatusNotRegular);
-    }
+    WorkerSetup setup = box.RealSetup();
+    const QString copied[] = {Index(box, missing, setup), Index(box, fifo, setup)};
+    setup.copyToWorkDir = false;
+    EXPECT_EQ((QStringList{copied[0], copied[1], Index(box, missing, setup), Index(box, fifo, setup)}),
+              (QStringList{"Ошибка копирования исходного файла в рабочий каталог!", kStatusNotRegular,
+                           "Ошибка чтения исходного файла!", kStatusNotRegular}));
     EXPECT_FALSE(DigestFile(fifo).ok);
-    const QString file = MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61);
+    const QString file = MediaFixtures::Instance().Tone(".wav", 61);
     setup = box.RealSetup();
-    setup.workDir = box.dir.File(QStringLiteral("missing/work"));
-    EXPECT_EQ(Index(box, file, setup), QStringLiteral("Ошибка создания рабочего подкаталога!"));
+    setup.workDir = box.dir.File("missing/work");
+    EXPECT_EQ(Index(box, file, setup), "Ошибка создания рабочего подкаталога!");
     EXPECT_TRUE(ReadRows(box.DbPath()).empty());
     // A stored path is refused before anything is copied.
     ASSERT_EQ(Index(box, file), QString());
     QDir(box.WorkDir()).removeRecursively();
-    EXPECT_EQ(Index(box, file), QStringLiteral("Уже проиндексирован!"));
-    EXPECT_FALSE(QFileInfo::exists(box.WorkDir()));
+    EXPECT_TRUE(Index(box, file) == "Уже проиндексирован!" && !QFileInfo::exists(box.WorkDir()));
     box.store.Disconnect();
-    ASSERT_TRUE(box.store.Connect(box.dir.File(QStringLiteral("bare.db"))));
-    EXPECT_EQ(Index(box, file), QStringLiteral("Ошибка выполнения запроса 1!"));
+    ASSERT_TRUE(box.store.Connect(box.dir.File("bare.db")));
+    EXPECT_EQ(Index(box, file), "Ошибка выполнения запроса 1!");
 }
 
 // Catches the wrong tag tool asked: id3-tags/ for direct audio, beside the program for audio through
 // ffmpeg; a missing tool leaves the info empty.
 TEST(ProcessMediaFile, TagToolIsTakenFromTwoPlaces) {
     IndexingSandbox box;
-    const QString program = box.dir.File(QStringLiteral("program"));
-    WriteFakeTool(program, QStringLiteral("id3-tags-cli"), QStringLiteral("echo 'Artist: beside'"));
-    WriteFakeTool(program + QStringLiteral("/id3-tags"), QStringLiteral("id3-tags-cli"),
-                  QStringLiteral("echo 'Artist: subfolder'"));
     WorkerSetup setup = box.RealSetup();
-    setup.programDir = program;
-    ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(QStringLiteral(".mp3"), 61), setup), QString());
-    ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(QStringLiteral(".m4a"), 61), setup), QString());
-    QFile::remove(program + QStringLiteral("/id3-tags/id3-tags-cli"));
-    ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(QStringLiteral(".wav"), 61), setup), QString());
-    const auto rows = ReadRows(box.DbPath());
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0].record.info, QStringLiteral("Artist: subfolder\n"));
-    EXPECT_EQ(rows[1].record.info, QStringLiteral("Artist: beside\n"));
-    EXPECT_EQ(rows[2].record.info, QString());
+    setup.programDir = box.dir.File("program");
+    WriteFakeTool(setup.programDir, "id3-tags-cli", "echo 'Artist: beside'");
+    const QString inSubfolder =
+        WriteFakeTool(setup.programDir + "/id3-tags", "id3-tags-cli", "echo 'Artist: subfolder'");
+    for (const char* extension : {".mp3", ".m4a", ".wav"}) {
+        ASSERT_EQ(Index(box, MediaFixtures::Instance().Tone(extension, 61), setup), QString());
+        QFile::remove(extension == QByteArray(".m4a") ? inSubfolder : QString());
+    }
+    QStringList infos;
+    for (const StoredRow& row : ReadRows(box.DbPath())) {
+        infos.append(row.record.info);
+    }
+    EXPECT_EQ(infos, (QStringList{"Artist: subfolder\n", "Artist: beside\n", ""}));
 }
 
 }  // namespace

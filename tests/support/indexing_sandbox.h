@@ -53,9 +53,7 @@ public:
     QString LogPath() const { return dir.File(QStringLiteral("program.log")); }
     bool LogHas(const QString& message) const { return ReadText(LogPath()).contains(message); }
     // The real tools, the built tag tool, copying on.
-    WorkerSetup RealSetup() const {
-        return WorkerSetup{WorkDir(), RealSox(), RealFfmpeg(), ProgramDir(), true};
-    }
+    WorkerSetup RealSetup() const { return {WorkDir(), RealSox(), RealFfmpeg(), ProgramDir(), true}; }
 
     TempDir dir;
     TDataModule1 store;

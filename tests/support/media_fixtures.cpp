@@ -9,8 +9,13 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QtEndian>
 #include <algorithm>
 #include <csignal>
+#include <functional>
+#include <numeric>
+
+#include "support/temp_dir.h"
 
 namespace tembrix::test {
 
@@ -33,6 +38,14 @@ bool RunTool(const QString& program, const QStringList& args) {
            p.exitCode() == 0;
 }
 
+// Polls `done` every 5 ms until it holds or `ms` milliseconds pass; returns its last answer.
+bool PollUntil(int ms, const std::function<bool()>& done) {
+    for (QDeadlineTimer deadline(ms); !done() && !deadline.hasExpired();) {
+        QThread::msleep(5);
+    }
+    return done();
+}
+
 }  // namespace
 
 MediaFixtures& MediaFixtures::Instance() {
@@ -50,12 +63,11 @@ QString MediaFixtures::Made(const QString& name, const QString& program, QString
     if (m_made.contains(name)) {
         return m_made.value(name);
     }
-    const QString path = QDir(m_folder).filePath(name);
-    const QString partial = QDir(m_folder).filePath(
-        QStringLiteral("partial-%1-%2").arg(QCoreApplication::applicationPid()).arg(name));
+    const QString path = m_folder + u'/' + name;
+    const QString partial =
+        m_folder + QStringLiteral("/partial-%1-").arg(QCoreApplication::applicationPid()) + name;
     bool made = QFileInfo(path).size() > 0;
-    if (!made && RunTool(program, args.replaceInStrings(QStringLiteral("{out}"), partial)) &&
-        QFileInfo(partial).size() > 0) {
+    if (!made && RunTool(program, args.replaceInStrings("{out}", partial)) && QFileInfo(partial).size() > 0) {
         QFile::remove(path);
         made = QFile::rename(partial, path) || QFileInfo(path).size() > 0;
     }
@@ -66,60 +78,47 @@ QString MediaFixtures::Made(const QString& name, const QString& program, QString
 
 QString MediaFixtures::Tone(const QString& extension, int seconds, int variant) {
     const QString stem = QStringLiteral("tone-%1s-v%2").arg(seconds).arg(variant);
-    const QString wav =
-        Made(stem + QStringLiteral(".wav"), RealSox(),
-             Words(QStringLiteral("-n -r 22050 -c 1 -b 16 {out} synth %1 sine %2 tremolo %3 %4")
-                       .arg(seconds)
-                       .arg(440 + 110 * variant)
-                       .arg(0.7 + 0.45 * variant, 0, 'f', 2)
-                       .arg(80 - 15 * (variant % 4))));
-    if (wav.isEmpty() || extension == QLatin1String(".wav")) {
-        return wav;
-    }
-    return extension == QLatin1String(".m4a")
-               ? Made(stem + extension, RealFfmpeg(),
-                      kFfmpeg + QStringList{QStringLiteral("-i"), wav, QStringLiteral("{out}")})
-               : Made(stem + extension, RealSox(), {wav, QStringLiteral("{out}")});
+    const QString synth =
+        QStringLiteral("-n -r 22050 -c 1 -b 16 {out} synth %1 sine %2 tremolo %3 %4")
+            .arg(QString::number(seconds), QString::number(440 + 110 * variant),
+                 QString::number(0.7 + 0.45 * variant, 'f', 2), QString::number(80 - 15 * (variant % 4)));
+    const QString wav = Made(stem + ".wav", RealSox(), Words(synth));
+    return wav.isEmpty() || extension == ".wav" ? wav
+           : extension == ".m4a"
+               ? Made(stem + extension, RealFfmpeg(), kFfmpeg + QStringList{"-i", wav, "{out}"})
+               : Made(stem + extension, RealSox(), {wav, "{out}"});
 }
 
 QString MediaFixtures::Video(int audioTracks) {
     QStringList args = kFfmpeg + Words("-f lavfi -i color=c=black:s=16x16:r=1:d=61");
     QStringList maps = Words("-map 0:v");
     for (int t = 0; t < audioTracks; ++t) {
-        const QString tone = Tone(QStringLiteral(".wav"), 61, t + 1);
-        if (tone.isEmpty()) {
-            return QString();
-        }
-        args += {QStringLiteral("-i"), tone};
-        maps += {QStringLiteral("-map"), QStringLiteral("%1:a").arg(t + 1)};
+        args += {"-i", Tone(".wav", 61, t + 1)};  // an empty name fails the run
+        maps += {"-map", QStringLiteral("%1:a").arg(t + 1)};
     }
     return Made(QStringLiteral("video-%1-tracks.mkv").arg(audioTracks), RealFfmpeg(),
                 args + maps + Words("-c:v libx264 -preset ultrafast -c:a pcm_s16le {out}"));
 }
 
 QString MediaFixtures::Tagged(const QString& extension) {
-    const QString wav = Tone(QStringLiteral(".wav"), 61, 5);
-    QStringList args = kFfmpeg + QStringList{QStringLiteral("-i"), wav};
+    QStringList args = kFfmpeg + QStringList{"-i", Tone(".wav", 61, 5)};
     for (const char* tag : {"artist=Исполнитель Тест", "title=Title One", "album=Album X", "date=2001",
                             "track=7", "genre=Rock"}) {
-        args += {QStringLiteral("-metadata"), QString::fromUtf8(tag)};
+        args += {"-metadata", tag};
     }
     // MP3 and AIFF get their ID3v2 tags only when asked; the ASF muxer keeps "date" under its own name.
-    const QMap<QString, QString> extra = {{QStringLiteral(".mp3"), QStringLiteral("-id3v2_version 3")},
-                                          {QStringLiteral(".aiff"), QStringLiteral("-write_id3v2 1")},
-                                          {QStringLiteral(".wma"), QStringLiteral("-metadata WM/Year=2001")}};
-    if (extra.contains(extension)) {
-        args += Words(extra.value(extension));
-    }
-    return Made(QStringLiteral("tagged") + extension, RealFfmpeg(), args << QStringLiteral("{out}"));
+    const QMap<QString, QString> extra = {
+        {".mp3", "-id3v2_version 3"}, {".aiff", "-write_id3v2 1"}, {".wma", "-metadata WM/Year=2001"}};
+    args += extra.contains(extension) ? Words(extra.value(extension)) : QStringList();
+    return Made("tagged" + extension, RealFfmpeg(), args << "{out}");
 }
 
 QString RealSox() {
-    return QStandardPaths::findExecutable(QStringLiteral("sox"));
+    return QStandardPaths::findExecutable("sox");
 }
 
 QString RealFfmpeg() {
-    return QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    return QStandardPaths::findExecutable("ffmpeg");
 }
 
 QString ProgramDir() {
@@ -128,32 +127,25 @@ QString ProgramDir() {
 
 QString WriteFakeTool(const QString& folder, const QString& name, const QString& body) {
     QDir().mkpath(folder);
-    const QString path = QDir(folder).filePath(name);
+    const QString path = folder + u'/' + name;
     QFile f(path);
-    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        f.write("#!/bin/sh\n" + body.toUtf8() + "\n");
-        f.close();
-        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
-                         QFileDevice::ReadGroup | QFileDevice::ExeGroup);
+    if (f.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+        f.write("#!/bin/sh\n" + body.toUtf8() + "\n") > 0) {
+        f.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     }
     return path;
 }
 
 std::vector<uint16_t> ReduceSamples(const QByteArray& raw) {
     std::vector<uint16_t> values;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(raw.constData());
     uint32_t peaks[10] = {};
     for (qsizetype i = 0; i < raw.size() / 2; ++i) {
-        const auto s = static_cast<int16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+        const auto s = qFromLittleEndian<int16_t>(raw.constData() + 2 * i);
         const uint32_t a = s == -32768 ? 4294934528u : static_cast<uint32_t>(s < 0 ? -s : s);
         peaks[i % 480 / 48] = std::max(peaks[i % 480 / 48], a);
         if (i % 480 == 479) {
-            uint32_t sum = 0;
-            for (uint32_t& p : peaks) {
-                sum += p;
-                p = 0;
-            }
-            values.push_back(static_cast<uint16_t>(sum / 10));
+            values.push_back(static_cast<uint16_t>(std::accumulate(peaks, peaks + 10, 0u) / 10));
+            std::fill(peaks, peaks + 10, 0u);
         }
     }
     return values;
@@ -161,58 +153,35 @@ std::vector<uint16_t> ReduceSamples(const QByteArray& raw) {
 
 std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file, int track) {
     QTemporaryDir dir;
-    QString input = file;
-    if (track >= 0) {
-        input = dir.filePath(QStringLiteral("track.wav"));
-        if (!RunTool(RealFfmpeg(), kFfmpeg + QStringList{QStringLiteral("-i"), file} + Words("-vn -map") +
-                                       QStringList{QStringLiteral("0:a:%1").arg(track), input})) {
-            return {};
-        }
-    }
-    const QString raw = dir.filePath(QStringLiteral("reference.raw"));
-    QFile f(raw);
-    if (!RunTool(RealSox(),
-                 QStringList{input} +
-                     Words("--bits 16 --channels 1 --encoding signed-integer --rate 48000 --type raw") +
-                     QStringList{raw}) ||
-        !f.open(QIODevice::ReadOnly)) {
-        return {};
-    }
-    return ReduceSamples(f.readAll());
+    const QString wav = dir.filePath("track.wav"), raw = dir.filePath("ref.raw");
+    const QStringList toRaw =
+        Words("--bits 16 --channels 1 --encoding signed-integer --rate 48000 --type raw");
+    const bool ok =
+        (track < 0 ||
+         RunTool(RealFfmpeg(),
+                 kFfmpeg + QStringList{"-i", file} + Words(QStringLiteral("-vn -map 0:a:%1").arg(track))
+                     << wav)) &&
+        RunTool(RealSox(), QStringList{track < 0 ? file : wav} + toRaw << raw);
+    return ok ? ReduceSamples(ReadFile(raw)) : std::vector<uint16_t>();
 }
 
 std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(blob.constData());
     std::vector<uint16_t> values(static_cast<size_t>(blob.size() / 2));
-    for (size_t k = 0; k < values.size(); ++k) {
-        values[k] = static_cast<uint16_t>(bytes[2 * k] | (bytes[2 * k + 1] << 8));
-    }
+    qFromLittleEndian<uint16_t>(blob.constData(), blob.size() / 2, values.data());
     return values;
 }
 
 bool WaitForFile(const QString& path) {
-    QDeadlineTimer deadline(60000);
-    while (!QFileInfo::exists(path) && !deadline.hasExpired()) {
-        QThread::msleep(5);
-    }
-    return QFileInfo::exists(path);
+    return PollUntil(60000, [&] { return QFileInfo::exists(path); });
 }
 
 bool ProcessGone(int pid) {
-    const auto gone = [pid] {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (::kill(pid, 0) != 0 || !stat.open(QIODevice::ReadOnly)) {
-            return true;
-        }
-        const QByteArray text = stat.readAll();
-        const qsizetype close = text.lastIndexOf(')');
-        return close >= 0 && text.mid(close + 2, 1) == "Z";
-    };
-    QDeadlineTimer deadline(5000);
-    while (!gone() && !deadline.hasExpired()) {
-        QThread::msleep(5);
-    }
-    return gone();
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    return PollUntil(5000, [&] {
+        stat.close();
+        const QByteArray text = stat.open(QIODevice::ReadOnly) ? stat.readAll() : QByteArray();
+        return ::kill(pid, 0) != 0 || text.isEmpty() || text.mid(text.lastIndexOf(')') + 2, 1) == "Z";
+    });
 }
 
 }  // namespace tembrix::test

@@ -1,7 +1,6 @@
 #pragma once
-// Media made with the real sox and ffmpeg, once, into test-media/ of the build tree (written under a
-// temporary name and renamed, so the test processes of one run share them): mono 22050 Hz tones with a
-// slow tremolo, so each envelope varies over time.
+// Media made once by the real sox and ffmpeg into test-media/ of the build tree (renamed into place, so
+// test processes share them): mono 22050 Hz tones with a slow tremolo, so each envelope varies over time.
 
 #include <QMap>
 #include <QString>
@@ -43,12 +42,11 @@ bool WaitForFile(const QString& path);
 // True when process `pid` is gone or a zombie; waits a few seconds for a killed one.
 bool ProcessGone(int pid);
 
-// An independent envelope of `file` (of audio track `track`, extracted by ffmpeg, unless -1): the real
-// SoX converts it as the worker does and ReduceSamples reduces the output. Empty on failure.
+// An independent envelope of `file` (of audio track `track` unless -1): the real SoX output, reduced by
+// ReduceSamples. Empty on failure.
 std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file, int track = -1);
-// The envelope format from its definition: per 480 little-endian samples, the mean (rounded down) of the
-// ten 48-sample peaks of |s|, |-32768| being 4294934528 and the sum wrapping modulo 2^32; no value for a
-// trailing part block.
+// The envelope from its definition: per 480 little-endian samples, the mean (rounded down) of the ten
+// 48-sample peaks of |s| (|-32768| = 4294934528, the sum modulo 2^32); none for a trailing part block.
 std::vector<uint16_t> ReduceSamples(const QByteArray& raw);
 // The values of an envelope blob (16-bit little-endian).
 std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob);

@@ -20,15 +20,15 @@ public:
         return Next(answers, true);
     }
     QString ChooseOpenFile(const QString&, const QString&, const QString&) override {
-        return Next(choices, QString());
+        return Next(choices, {});
     }
     QStringList ChooseOpenFiles(const QString&, const QString&, const QString&) override {
-        return Next(fileLists, QStringList());
+        return Next(fileLists, {});
     }
     QString ChooseSaveFile(const QString&, const QString&, const QString&) override {
-        return Next(choices, QString());
+        return Next(choices, {});
     }
-    QString ChooseFolder(const QString&, const QString&) override { return Next(choices, QString()); }
+    QString ChooseFolder(const QString&, const QString&) override { return Next(choices, {}); }
 
     QStringList shown;                  // message box texts, in order
     QStringList asked;                  // "title | text" of every question
@@ -38,10 +38,9 @@ public:
 
 private:
     template <typename T>
-    T Next(std::deque<T>& replies, T otherwise) {
-        T reply = replies.empty() ? otherwise : replies.front();
+    T Next(std::deque<T>& replies, T reply) {
         if (!replies.empty()) {
-            replies.pop_front();
+            reply = replies.front(), replies.pop_front();
         }
         return reply;
     }

@@ -23,8 +23,7 @@ QStringList Messages(const QString& path, QChar separator = u' ', qsizetype keep
     EXPECT_TRUE(text.endsWith(u'\n')) << path.toStdString();
     QStringList lines = text.split(u'\n').mid(0, text.count(u'\n'));
     for (qsizetype i = keep; i < lines.size(); ++i) {
-        const QDateTime when =
-            QDateTime::fromString(lines[i].left(19), QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+        const QDateTime when = QDateTime::fromString(lines[i].left(19), "yyyy-MM-dd hh:mm:ss");
         EXPECT_TRUE(when.isValid() && qAbs(when.secsTo(QDateTime::currentDateTime())) <= 120 &&
                     lines[i].mid(19, 1) == separator)
             << lines[i].toStdString();
@@ -37,42 +36,38 @@ QStringList Messages(const QString& path, QChar separator = u' ', qsizetype keep
 // reset, logs written before their place is known, and errors.log misplaced or untabbed.
 TEST(Logs, ProgramStoreAndErrorLogs) {
     test::TempDir dir;
-    const QString log = dir.Write(QStringLiteral("tembrix.log"), "left from the last run\n");
-    ASSERT_TRUE(WriteProgramLog(log, QStringLiteral("Read Ini file"), false));
+    const QString log = dir.Write("tembrix.log", "left from the last run\n");
+    ASSERT_TRUE(WriteProgramLog(log, "Read Ini file", false));
     const auto reset = qScopeGuard([] { SetLogLocations(QString(), QString()); });
     SetLogLocations(log, dir.Path());
     EXPECT_EQ(log, ProgramLogPath());
-    ProgramLog(QStringLiteral("Ошибка: путь/к файлу"));
-    EXPECT_EQ(Messages(log),
-              (QStringList{QStringLiteral("Read Ini file"), QStringLiteral("Ошибка: путь/к файлу")}));
-    EXPECT_FALSE(WriteProgramLog(dir.Write(QStringLiteral("plain"), "x") + QStringLiteral("/tembrix.log"),
-                                 QStringLiteral("m"), false));
-    EXPECT_FALSE(WriteProgramLog(QString(), QStringLiteral("m"), true));
-    dir.Write(QStringLiteral("my.log"), QByteArray("2020-01-01 00:00:00 older line\n"));
-    WriteStoreLog(QStringLiteral("Query insert error!"));
-    EXPECT_EQ(Messages(dir.File(QStringLiteral("my.log")), u' ', 1),
-              (QStringList{QStringLiteral("2020-01-01 00:00:00 older line"),
-                           QStringLiteral("Query insert error!")}));
+    ProgramLog("Ошибка: путь/к файлу");
+    EXPECT_EQ(Messages(log), (QStringList{"Read Ini file", "Ошибка: путь/к файлу"}));
+    EXPECT_FALSE(WriteProgramLog(dir.Write("plain", "x") + "/tembrix.log", "m", false) ||
+                 WriteProgramLog(QString(), "m", true));
+    dir.Write("my.log", "2020-01-01 00:00:00 older line\n");
+    WriteStoreLog("Query insert error!");
+    EXPECT_EQ(Messages(dir.File("my.log"), u' ', 1),
+              (QStringList{"2020-01-01 00:00:00 older line", "Query insert error!"}));
 
     test::TempDir current;
     SetLogLocations(QString(), QString());
     const QString previous = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(current.Path()));
-    ProgramLog(QStringLiteral("lost"));
-    WriteStoreLog(QStringLiteral("lost"));
-    WriteErrorLog(QStringLiteral("first"));
-    WriteErrorLog(QStringLiteral("second\tpart"));
+    ProgramLog("lost");
+    WriteStoreLog("lost");
+    WriteErrorLog("first");
+    WriteErrorLog("second\tpart");
     ASSERT_TRUE(QDir::setCurrent(previous));
-    EXPECT_EQ(QStringList{QStringLiteral("errors.log")},
+    EXPECT_EQ(QStringList{"errors.log"},
               QDir(current.Path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
-    EXPECT_EQ(Messages(current.File(QStringLiteral("errors.log")), u'\t'),
-              (QStringList{QStringLiteral("first"), QStringLiteral("second\tpart")}));
+    EXPECT_EQ(Messages(current.File("errors.log"), u'\t'), (QStringList{"first", "second\tpart"}));
 }
 
 // Catches lines torn or lost when threads write at once.
 TEST(Logs, ThreadsWritingAtOnceLeaveWholeLines) {
     test::TempDir dir;
-    const QString log = dir.File(QStringLiteral("tembrix.log"));
+    const QString log = dir.File("tembrix.log");
     const auto reset = qScopeGuard([] { SetLogLocations(QString(), QString()); });
     SetLogLocations(log, dir.Path());
     std::vector<std::thread> threads;
@@ -91,8 +86,7 @@ TEST(Logs, ThreadsWritingAtOnceLeaveWholeLines) {
         thread.join();
     }
     const QStringList lines = Messages(log);
-    EXPECT_EQ(lines.size(), 400);
-    EXPECT_EQ(QSet<QString>(lines.begin(), lines.end()), expected);
+    EXPECT_TRUE(lines.size() == 400 && QSet<QString>(lines.begin(), lines.end()) == expected);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QThread>
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -24,12 +25,8 @@ TEST(Synchronize, ManyWorkersEachSeeTheirCallsRunInOrderOnTheMainThread) {
             MarkWorkEnd(threads[w].get());
         }));
     }
-    for (auto& thread : threads) {
-        thread->start();
-    }
-    for (auto& thread : threads) {
-        JoinThread(thread.get());
-    }
+    std::for_each(threads.begin(), threads.end(), [](auto& thread) { thread->start(); });
+    std::for_each(threads.begin(), threads.end(), [](auto& thread) { JoinThread(thread.get()); });
     EXPECT_EQ(seen, expected);
 }
 
@@ -37,20 +34,20 @@ TEST(Synchronize, ManyWorkersEachSeeTheirCallsRunInOrderOnTheMainThread) {
 TEST(Synchronize, ACallMayJoinAnotherWorkerThatIsWaitingForTheMainThread) {
     std::vector<QString> order;
     std::unique_ptr<QThread> inner(QThread::create([&] {
-        Synchronize([&] { order.push_back(QStringLiteral("inner")); });
+        Synchronize([&] { order.push_back("inner"); });
         MarkWorkEnd(inner.get());
     }));
     std::unique_ptr<QThread> outer(QThread::create([&] {
         Synchronize([&] {
             inner->start();
             JoinThread(inner.get());
-            order.push_back(QStringLiteral("outer"));
+            order.push_back("outer");
         });
         MarkWorkEnd(outer.get());
     }));
     outer->start();
     JoinThread(outer.get());
-    EXPECT_EQ(order, (std::vector<QString>{QStringLiteral("inner"), QStringLiteral("outer")}));
+    EXPECT_EQ(order, (std::vector<QString>{"inner", "outer"}));
 }
 
 }  // namespace
