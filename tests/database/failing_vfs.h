@@ -16,7 +16,8 @@ namespace tembrix::test {
 
 class FailingVfs {
 public:
-    enum class Fault { DiskFull, ReadOnly };
+    // Passing: as DiskFull, but only the first refused write fails; the next ones go through.
+    enum class Fault { DiskFull, ReadOnly, Passing };
 
     FailingVfs(const QString& databasePath, Fault fault, int64_t budget = std::numeric_limits<int64_t>::max())
         : m_path(QFileInfo(databasePath).absoluteFilePath().toStdString()), m_fault(fault), m_budget(budget) {
@@ -73,7 +74,7 @@ private:
     static int Write(sqlite3_file* file, const void* data, int amount, sqlite3_int64 offset) {
         FailingVfs& self = *s_self;
         const File* f = reinterpret_cast<File*>(file);
-        if (f->watched && self.m_fault == Fault::DiskFull) {
+        if (f->watched && self.m_fault != Fault::ReadOnly) {
             sqlite3_int64 size = 0;
             Real(file)->pMethods->xFileSize(Real(file), &size);
             const int64_t growth = std::max<int64_t>(0, offset + amount - size);
@@ -88,6 +89,9 @@ private:
             }
             if (growth > 0 && self.m_grown + growth > self.m_budget) {
                 self.m_refusedAtCommit = self.m_refusedAtCommit || f->database;
+                if (self.m_fault == Fault::Passing) {
+                    self.m_budget = std::numeric_limits<int64_t>::max();
+                }
                 return SQLITE_FULL;
             }
             self.m_grown += growth;

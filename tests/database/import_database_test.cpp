@@ -114,13 +114,14 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
             stored.back().sourcePath = QStringLiteral("/old/%1").arg(i);
         }
     }
-    enum class Where { Nowhere, FirstWrite, MidImport, LastCommit, ReadOnly };
+    enum class Where { Nowhere, FirstWrite, MidImport, Passing, LastCommit, ReadOnly };
     const std::tuple<bool, Where, const char*> cases[] = {
         {false, Where::Nowhere, "rows lost, reordered or miscounted across batches and read-ahead"},
         {true, Where::Nowhere, "replacements that leave old rows or lose rows across batches"},
         {true, Where::FirstWrite, "a replacement's old row deleted after its insert failed"},
         {false, Where::MidImport, "a new batch opened in autocommit after the open one was rolled back"},
         {true, Where::MidImport, "queued deletions run after the rollback, outside any batch"},
+        {false, Where::Passing, "a failed batch committed in part, not rolled back whole, once writes pass"},
         {true, Where::LastCommit, "a final commit that fails taken as done, its deletions counted"},
         {false, Where::ReadOnly, "rows counted as added into a file that cannot be written, or it changed"},
     };
@@ -136,10 +137,14 @@ TEST_F(ImportDatabaseTest, WriteFaultsRollTheOpenBatchBackAndTheSummaryCountsWha
         ASSERT_TRUE(where == Where::Nowhere || (batchStarts[p].size() >= 3 && commitStarts[p].size() >= 3));
         const int64_t budget =
             where == Where::FirstWrite ? 0
-            : where == Where::MidImport  // some pages into the third batch, before its commit
+            : where == Where::MidImport || where == Where::Passing  // some pages into the third batch
                 ? std::min(batchStarts[p][2] + 3 * 4096, commitStarts[p][2] - 1)
                 : where == Where::LastCommit ? commitStarts[p].back() : std::numeric_limits<int64_t>::max();
-        test::FailingVfs vfs(mainPath, test::FailingVfs::Fault(where == Where::ReadOnly), budget);
+        using Fault = test::FailingVfs::Fault;
+        const Fault fault = where == Where::ReadOnly  ? Fault::ReadOnly
+                            : where == Where::Passing ? Fault::Passing
+                                                      : Fault::DiskFull;
+        test::FailingVfs vfs(mainPath, fault, budget);
         ASSERT_TRUE(store.Connect(mainPath) && source.Connect(sourcePath));
         const ImportRun run = Import(replace);
         Close();
