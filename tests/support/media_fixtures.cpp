@@ -167,7 +167,9 @@ std::vector<uint16_t> ReferenceEnvelopeOf(const QString& file, int track) {
 
 std::vector<uint16_t> ValuesOfBlob(const QByteArray& blob) {
     std::vector<uint16_t> values(static_cast<size_t>(blob.size() / 2));
-    qFromLittleEndian<uint16_t>(blob.constData(), blob.size() / 2, values.data());
+    if (!values.empty()) {  // an empty vector's data() may be null
+        qFromLittleEndian<uint16_t>(blob.constData(), blob.size() / 2, values.data());
+    }
     return values;
 }
 
