@@ -235,6 +235,7 @@ void CheckDatabase::Execute() {
     if (!envelopesRead) {
         Failure(QStringLiteral("Ошибка чтения индексных данных!"));
     }
+    m_lines.Flush();  // the report is complete: no gathering time for its last lines
     progress = 100;
     for (int slept = 0; slept < finishPauseMs && !Stopping(); slept += 10) {
         QThread::msleep(10);

@@ -53,6 +53,18 @@ void LineQueue::DeliverGathered() {
     QTimer::singleShot(kGatherMs - age, m_context, [this] { Deliver(); });
 }
 
+void LineQueue::Flush() {
+    if (OnMainThread()) {
+        Deliver();
+        return;
+    }
+    std::lock_guard lock(m_mutex);
+    if (!m_lines.isEmpty() && m_context) {
+        QMetaObject::invokeMethod(
+            m_context, [this] { Deliver(); }, Qt::QueuedConnection);
+    }
+}
+
 void LineQueue::Deliver() {
     QStringList lines;
     {

@@ -34,6 +34,9 @@ public:
     void Add(const QString& line);
     // Main thread: hands every queued line to the sink (nothing when none is queued).
     void Deliver();
+    // Any thread: has the queued lines handed on at once rather than after the gathering time (the
+    // worker has no more for a while); does not wait for them.
+    void Flush();
 
     // How long a delivery gathers lines after the first, in ms.
     static constexpr qint64 kGatherMs = 25;

@@ -53,12 +53,34 @@ MessageList::MessageList(QWidget* parent) : QTreeView(parent), m_model(new Messa
     setTextElideMode(Qt::ElideNone);
     header()->setStretchLastSection(false);
     header()->setSectionResizeMode(QHeaderView::Fixed);
+    m_showTimer.setSingleShot(true);
+    connect(&m_showTimer, &QTimer::timeout, this, &MessageList::ShowPending);
 }
 
 void MessageList::AppendLines(const QStringList& lines) {
     if (lines.isEmpty()) {
         return;
     }
+    m_pending += lines;
+    if (m_showTimer.isActive()) {
+        return;
+    }
+    // Shown at once after a quiet spell; in a flow of lines, at most once per kShowDelayMs.
+    const qint64 sinceShown = m_lastShown.isValid() ? m_lastShown.elapsed() : kShowDelayMs;
+    if (sinceShown >= kShowDelayMs) {
+        ShowPending();
+    } else {
+        m_showTimer.start(static_cast<int>(kShowDelayMs - sinceShown));
+    }
+}
+
+void MessageList::ShowPending() {
+    if (m_pending.isEmpty()) {
+        return;
+    }
+    QStringList lines;
+    lines.swap(m_pending);
+    m_lastShown.start();
     QScrollBar* bar = verticalScrollBar();
     const bool atEnd = bar->value() == bar->maximum();
     // The column grows with the longest line; its width is measured only when a longer one comes.
@@ -82,17 +104,23 @@ void MessageList::AppendLines(const QStringList& lines) {
 }
 
 void MessageList::Clear() {
+    m_pending.clear();
+    m_showTimer.stop();
     m_model->Clear();
     m_longest = 0;
     setColumnWidth(0, viewport()->width());
 }
 
 int MessageList::Count() const {
+    return m_model->rowCount() + static_cast<int>(m_pending.size());
+}
+
+int MessageList::Shown() const {
     return m_model->rowCount();
 }
 
 QString MessageList::Text() const {
-    return m_model->Lines().join(u'\n');
+    return (m_model->Lines() + m_pending).join(u'\n');
 }
 
 void MessageList::keyPressEvent(QKeyEvent* event) {
