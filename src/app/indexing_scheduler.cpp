@@ -142,7 +142,8 @@ IndexingScheduler::StartResult IndexingScheduler::StartExecute() {
                                m_settings.workDir);
         return StartResult::WorkDirBusy;
     }
-    if (m_settings.dbPath.isEmpty() || !FileExists(m_settings.dbPath)) {
+    // A database path whose file exists is not enough: rows go only into a connected database.
+    if (m_settings.dbPath.isEmpty() || !FileExists(m_settings.dbPath) || !m_store.IsConnected()) {
         Messages().ShowMessage(QStringLiteral("Выберите или создайте базу данных!"));
         return StartResult::NoDatabase;
     }

@@ -56,10 +56,10 @@ public:
     ~IndexingScheduler() override;
 
     // Checks the work folder, takes its lock (WorkDirBusy, "Рабочий каталог используется другой копией
-    // программы: FOLDER", when another holder has it), then checks the database file, ffmpeg, ffprobe
-    // beside it, SoX (an empty tool setting is filled in by the tool locator) and the queue, in this
-    // order; each refusal shows its message and returns its result. On success clears the report lists,
-    // empties the work folder, starts the dispatcher timer and emits runningChanged(true).
+    // программы: FOLDER", when another holder has it), then checks the database (its file, connected),
+    // ffmpeg, ffprobe beside it, SoX (an empty tool setting is filled in by the tool locator) and the queue,
+    // in this order; each refusal shows its message and returns its result. On success clears the report
+    // lists, empties the work folder, starts the dispatcher timer and emits runningChanged(true).
     StartResult StartExecute();
     // Begins stopping the job and returns at once: the timer stops and every worker is asked to stop
     // (its tool is killed, it stores nothing more). As the workers end, the main thread's event loop

@@ -604,12 +604,6 @@ void TForm1::StartExecute() {
     if (m_scheduler->IsRunning() || m_scheduler->IsStopping()) {
         return;
     }
-    // A database path whose file exists is not enough: rows go only into a connected database.
-    if (!m_settings.workDir.isEmpty() && FolderExists(m_settings.workDir) && !m_store.IsConnected()) {
-        Messages().ShowMessage(QStringLiteral("Выберите или создайте базу данных!"));
-        ShowSettings(TForm2::kDatabasePage);
-        return;
-    }
     using Result = IndexingScheduler::StartResult;
     switch (m_scheduler->StartExecute()) {
         case Result::NoWorkDir:
