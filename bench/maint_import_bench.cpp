@@ -33,14 +33,28 @@ void FreshCopy(const QString& pristine, const QString& work) {
     }
 }
 
+// The main database (20,000 rows), the source (20,000 rows, half of them in the main one) and the
+// work copy's path; empty paths after telling `state` when they cannot be made.
+struct Databases {
+    QString pristine = Collection(QStringLiteral("import-main-20k"), 0, 20000);
+    QString source = Collection(QStringLiteral("import-source-20k"), 10000, 30000);
+    QString work = BenchPath(QStringLiteral("import-work"));
+
+    bool Ready(benchmark::State& state) const {
+        if (pristine.isEmpty() || source.isEmpty()) {
+            state.SkipWithError("could not make the databases");
+            return false;
+        }
+        return true;
+    }
+};
+
 void BM_SqliteBulkCopy20kHalfDuplicates(benchmark::State& state) {
-    const QString pristine = Collection(QStringLiteral("import-main-20k"), 0, 20000);
-    const QString source = Collection(QStringLiteral("import-source-20k"), 10000, 30000);
-    const QString work = BenchPath(QStringLiteral("import-work"));
-    if (pristine.isEmpty() || source.isEmpty()) {
-        state.SkipWithError("could not make the databases");
+    const Databases dbs;
+    if (!dbs.Ready(state)) {
         return;
     }
+    const auto& [pristine, source, work] = dbs;
     constexpr char kColumns[] =
         "source_size, sha2, md5, duration, source_path, source_file_name, extension, type, audio_track, "
         "all_tracks, created, info, index_size, index_data";
@@ -80,13 +94,11 @@ BENCHMARK(BM_SqliteBulkCopy20kHalfDuplicates)
 
 void BM_Import20kHalfDuplicates(benchmark::State& state) {
     const bool replace = state.range(0) != 0;
-    const QString pristine = Collection(QStringLiteral("import-main-20k"), 0, 20000);
-    const QString source = Collection(QStringLiteral("import-source-20k"), 10000, 30000);
-    const QString work = BenchPath(QStringLiteral("import-work"));
-    if (pristine.isEmpty() || source.isEmpty()) {
-        state.SkipWithError("could not make the databases");
+    const Databases dbs;
+    if (!dbs.Ready(state)) {
         return;
     }
+    const auto& [pristine, source, work] = dbs;
     int added = 0;
     for (auto _ : state) {
         state.PauseTiming();
