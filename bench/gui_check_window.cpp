@@ -52,14 +52,7 @@ void BM_CheckWindowEveryRowReported(benchmark::State& state) {
     }
     tembrix::SetMessages(previous);
 }
-BENCHMARK(BM_CheckWindowEveryRowReported)
-    ->ArgName("every_row")
-    ->Arg(0)
-    ->Arg(1)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Repetitions(5)
-    ->ComputeStatistics("min", tembrix::bench::Minimum);
+BENCHMARK(BM_CheckWindowEveryRowReported)->Apply(tembrix::bench::EveryRowRuns);
 
 // Responsiveness with a million lines: the lines reach the list in the line queue's largest batches
 // (2048), and each batch is one call on the main thread, between which the window paints and takes input.

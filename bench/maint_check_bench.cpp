@@ -126,14 +126,7 @@ void BM_CheckEveryRowReported(benchmark::State& state) {
     }
     state.counters["lines"] = lines;
 }
-BENCHMARK(BM_CheckEveryRowReported)
-    ->ArgName("every_row")
-    ->Arg(0)
-    ->Arg(1)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Repetitions(5)
-    ->ComputeStatistics("min", tembrix::bench::Minimum);
+BENCHMARK(BM_CheckEveryRowReported)->Apply(tembrix::bench::EveryRowRuns);
 
 // The same through tembrix-cli check --no-duplicates --no-index, its output thrown away.
 void BM_CliCheckEveryRowReported(benchmark::State& state) {
@@ -150,14 +143,7 @@ void BM_CliCheckEveryRowReported(benchmark::State& state) {
         }
     }
 }
-BENCHMARK(BM_CliCheckEveryRowReported)
-    ->ArgName("every_row")
-    ->Arg(0)
-    ->Arg(1)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Repetitions(5)
-    ->ComputeStatistics("min", tembrix::bench::Minimum);
+BENCHMARK(BM_CliCheckEveryRowReported)->Apply(tembrix::bench::EveryRowRuns);
 
 }  // namespace
 
